@@ -1,0 +1,7 @@
+#include "driver/run_sequence.h"
+#include "services/process_setup.h"
+
+int main(int argc, char** argv) {
+    leaveCurrentDirectoryOutOfSearches();
+    return runSequence(argc, argv);
+}

@@ -1,0 +1,34 @@
+// The one printer of messages. Every line goes to the log first, flushed at once, and then to the
+// console. Depends on nothing else of the program but the settings.
+#pragma once
+
+#include <windows.h>
+
+#include <cstdio>
+
+#include "msg/message_ids.h"  // IWYU pragma: export
+
+// The message library; null until it is loaded, then kept to the end of the process.
+extern HMODULE messageModule;
+
+// Prints one line.
+// log: may be null, then the line goes to the console only. id: of a text in module, which holds at
+// most 255 bytes and gets a line end; a text that module lacks is replaced by its number and the
+// arguments. literalFormat: used instead, as it stands, when literal is set. arg1, arg2: what the
+// text's %s conversions stand for; may be null. verboseOnly: drops the line unless verbose is set.
+// With silent set nothing goes to the console.
+// The console shows the finished line formatted a second time, as a format with no arguments: a
+// per cent sign that came with an argument is interpreted there, while the log keeps it.
+void printMessage(FILE* log, unsigned id, const char* literalFormat, const char* arg1,
+                  const char* arg2, HMODULE module, bool verboseOnly, bool literal);
+
+// What the steps call: printMessage with the run's log and message library.
+void say(unsigned id, const char* arg1 = nullptr, const char* arg2 = nullptr);
+void sayVerbose(unsigned id, const char* arg1 = nullptr, const char* arg2 = nullptr);
+void sayLiteral(const char* format, const char* arg1 = nullptr, const char* arg2 = nullptr);
+void sayVerboseLiteral(const char* format, const char* arg1 = nullptr);
+
+// The plain console print: text as it stands, whatever the settings say, and not to the log. On a
+// console the text is shown as written, whatever the console's code page; into a file or a pipe it
+// goes in the ANSI code page.
+void printToConsole(const char* text);

@@ -1,0 +1,20 @@
+#include "driver/refusal.h"
+
+#include <cstdlib>
+
+#include "driver/messages.h"
+#include "driver/run_log.h"
+#include "driver/run_settings.h"
+#include "services/text.h"
+
+void refuse(ExitCode code, unsigned messageId, const char* argument) {
+    say(messageId, argument);
+    endWithError(code);
+}
+
+void endWithError(ExitCode code) {
+    sayVerboseLiteral("Exiting with error code %s\n", Decimal(code).text);
+    closeRunLog();
+    if (pauseBeforeExit) system("pause");
+    exit(code);
+}

@@ -1,0 +1,83 @@
+#include "driver/run_sequence.h"
+
+#include "driver/administrator.h"
+#include "driver/command_line.h"
+#include "driver/exit_codes.h"
+#include "driver/install_directory.h"
+#include "driver/installed_copies.h"
+#include "driver/message_library.h"
+#include "driver/messages.h"
+#include "driver/refusal.h"
+#include "driver/run_log.h"
+#include "driver/run_settings.h"
+#include "registration/copy_record.h"
+#include "registration/default_copy.h"
+#include "registration/dotnet_configuration.h"
+#include "registration/oledb_provider.h"
+#include "registration/uninstall_entry.h"
+#include "services/text.h"
+
+namespace {
+
+void checkOptions(const CommandLine& line) {
+    if (line.replaceAfterUnregister) {
+        refuse(EXIT_REPLACE_AFTER_UNREGISTER, MSG_REPLACE_AFTER_UNREGISTER);
+    }
+    if (line.unregister == 1 && !line.copyNameGiven) {
+        refuse(EXIT_COPY_NAME_MISSING, MSG_COPY_NAME_MISSING);
+    }
+    if (!isUserAdministrator()) refuse(EXIT_NOT_ADMINISTRATOR, MSG_NOT_ADMINISTRATOR);
+}
+
+// Every step runs, whatever those before it came to: each reports its own result.
+void runSteps(int unregister, const char* installDirWithoutBackslash, bool onlyCopy) {
+    const auto announce = [unregister](unsigned registering, unsigned unregistering) {
+        say(unregister ? unregistering : registering);
+    };
+    announce(MSG_REGISTERING, MSG_UNREGISTERING);
+
+    char frameworkRoot[261] = "";  // not needed: only whether there is one
+    if (findDotNetFrameworkRoot(frameworkRoot)) {
+        runDotNetConfigurationTool(unregister, installDirWithoutBackslash, makeDefaultCopy);
+    } else {
+        say(MSG_DOTNET_ABSENT);
+    }
+
+    announce(MSG_REGISTERING_RECORD, MSG_UNREGISTERING_RECORD);
+    writeCopyRecord(unregister, installDir, copyName, makeDefaultCopy, onlyCopy);
+
+    announce(MSG_REGISTERING_UNINSTALL_ENTRY, MSG_UNREGISTERING_UNINSTALL_ENTRY);
+    writeUninstallEntry(unregister, installDir, copyName);
+
+    announce(MSG_REGISTERING_OLEDB, MSG_UNREGISTERING_OLEDB);
+    registerOleDbProvider(unregister, installDir, makeDefaultCopy);
+
+    // When unregistering too: the last copy was the default one, and the switch tool undoes that.
+    if (makeDefaultCopy) switchDefaultClientCopy();
+}
+
+}  // namespace
+
+int runSequence(int argc, char** argv) {
+    const CommandLine line = parseCommandLine(argc, argv);
+    char installDirWithoutBackslash[261];
+    deriveInstallDirectory(installDirWithoutBackslash);
+    char logPath[261];
+    openRunLog(line, logPath);
+    loadMessageLibrary();
+    if (line.showUsage) showUsageAndExit();
+    say(MSG_LANGUAGE, currentLocale);
+    say(MSG_LIBRARY, messageLibraryPath);
+    say(MSG_LOG_FILE, logPath);
+
+    checkOptions(line);
+    checkCopyKey(line);
+    formatText(displayName, sizeof displayName, "Orvane Pellimar Package - Remote - %s", copyName);
+    checkRemoteCopy(line);
+    const bool onlyCopy = checkInstalledCopies(line);
+    checkDefaultCopy(line, onlyCopy);
+
+    runSteps(line.unregister, installDirWithoutBackslash, onlyCopy);
+    closeRunLog();
+    return EXIT_DONE;
+}

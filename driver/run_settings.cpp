@@ -1,0 +1,24 @@
+#include "driver/run_settings.h"
+
+#include "services/text.h"
+
+char copyName[128];
+bool makeDefaultCopy;
+bool replaceExisting;
+bool silent;
+bool verbose;
+bool pauseBeforeExit;
+char languageCode[2048];
+char installDir[261];
+char displayName[160];
+FILE* logFile;
+
+void resetRunSettings() {
+    copyText(copyName, "ORVDBCL1");
+    makeDefaultCopy = false;
+    replaceExisting = false;
+    silent = false;
+    verbose = false;
+    pauseBeforeExit = false;
+    languageCode[0] = '\0';
+}

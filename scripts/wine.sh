@@ -1,0 +1,53 @@
+#!/usr/bin/env bash
+# Runs a Windows program under Wine in a prefix of the project's own.
+#   scripts/wine.sh PROGRAM ARG...
+# WINEPREFIX chooses the prefix (default: build/wine below the project); it is made when it is
+# missing. The prefix's server is started once and stays, because a server that comes and goes with
+# every program costs two seconds each time: end it with WINEPREFIX=... wineserver -k.
+# ZELK_HOLDER names a program that keeps a desktop open in the prefix; it is started with the server.
+set -euo pipefail
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+export WINEPREFIX="${WINEPREFIX:-$root/build/wine}"
+export WINEDEBUG="${WINEDEBUG:--all}"
+export WINEDLLOVERRIDES="${WINEDLLOVERRIDES:-mscoree,mshtml=}"
+unset DISPLAY
+
+server_runs() {
+    local at
+    at=$(stat -c '%D-%i' "$WINEPREFIX")
+    [ -S "/tmp/.wine-$(id -u)/server-${at%-*}-$(printf %x "${at#*-}")/socket" ]
+}
+
+# A new prefix links the user's folders to the home folder of whoever works here; a test must not
+# write there.
+own_folders() {
+    local link
+    for link in "$WINEPREFIX"/drive_c/users/*/*; do
+        if [ -L "$link" ]; then
+            rm "$link"
+            mkdir "$link"
+        fi
+    done
+}
+
+start_server() {
+    wineserver -p >/dev/null 2>&1 </dev/null 9>&- || true
+    if [ ! -e "$WINEPREFIX/.made" ]; then
+        wine wineboot -u >/dev/null 2>&1 </dev/null 9>&-
+        own_folders
+        touch "$WINEPREFIX/.made"
+    fi
+    if [ -n "${ZELK_HOLDER:-}" ]; then
+        setsid wine "$ZELK_HOLDER" >/dev/null 2>&1 </dev/null 9>&- &
+    fi
+}
+
+mkdir -p "$WINEPREFIX"
+if [ ! -e "$WINEPREFIX/.made" ] || ! server_runs; then
+    (
+        flock 9
+        if [ ! -e "$WINEPREFIX/.made" ] || ! server_runs; then start_server; fi
+    ) 9>"$WINEPREFIX.lock"
+fi
+[ $# -eq 0 ] || exec wine "$@"

@@ -1,0 +1,14 @@
+// Paths as text of the ANSI code page: a backslash is a character here, never the second byte of
+// another one. Free of platform headers.
+#pragma once
+
+// Points to the last backslash of path, or is null when it has none.
+char* findLastBackslash(char* path);
+const char* findLastBackslash(const char* path);
+
+// Cuts the last component of path together with the backslash before it. A path without a
+// backslash becomes empty.
+void cutLastComponent(char* path);
+
+// Makes every backslash of path a forward slash.
+void replaceBackslashes(char* path);

@@ -1,0 +1,261 @@
+#include "services/process_runner.h"
+
+#include <process.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+
+#include "services/temporary_file.h"
+#include "services/text.h"
+
+ThreadFailureHook threadFailureHook = nullptr;
+
+namespace {
+
+struct Trampoline {
+    ThreadFunction function;
+    void* argument;
+};
+
+unsigned __stdcall jump(void* argument) {
+    const auto record = static_cast<Trampoline*>(argument);
+    const Trampoline trampoline = *record;
+    dispose(record);
+    return trampoline.function(trampoline.argument);
+}
+
+int threadFailure(int error) {
+    constexpr uint32_t COMPONENT = 67108865;
+    if (threadFailureHook) threadFailureHook(COMPONENT, "ureCreateThread", error);
+    return error;
+}
+
+void shortenInPlace(char* path, size_t size) {
+    char shortPath[261];
+    if (toShortPath(path, shortPath) == 0) copyText(path, size, shortPath);
+}
+
+// The growing text of one stream, with one byte in reserve for its end.
+class Capture {
+  public:
+    explicit Capture(OwnedText& text) : text_(text) {
+        text_.reset(static_cast<char*>(malloc(FIRST_BYTES)));
+        capacity_ = text_ ? FIRST_BYTES : 0;
+        terminate();
+    }
+
+    // Nobody needs the text badly enough to fail for it: what finds no room is left out.
+    void append(const char* bytes, size_t count) {
+        if (used_ + count >= capacity_ && !grow()) return;
+        memcpy(text_.get() + used_, bytes, count);
+        used_ += count;
+        terminate();
+    }
+
+  private:
+    static constexpr size_t FIRST_BYTES = 1024;
+
+    bool grow() {
+        if (capacity_ == 0 || capacity_ >= ProcessRunner::CAPTURE_BYTES) return false;
+        const auto larger = static_cast<char*>(malloc(2 * capacity_));
+        if (!larger) return false;
+        memcpy(larger, text_.get(), used_);
+        text_.reset(larger);
+        capacity_ *= 2;
+        return true;
+    }
+
+    void terminate() {
+        if (capacity_ > 0) text_.get()[used_] = '\0';
+    }
+
+    OwnedText& text_;
+    size_t capacity_ = 0;
+    size_t used_ = 0;
+};
+
+}  // namespace
+
+int startThread(ThreadFunction function, void* argument, ThreadRecord& record) {
+    if (!function) return threadFailure(THREAD_NO_FUNCTION);
+    const auto trampoline = create<Trampoline>(function, argument);
+    if (!trampoline) return threadFailure(THREAD_NO_MEMORY);
+    const uintptr_t handle =
+        _beginthreadex(nullptr, record.stackSize, jump, trampoline, 0, &record.id);
+    if (handle == 0) {
+        dispose(trampoline);
+        return threadFailure(THREAD_NOT_STARTED);
+    }
+    record.handle.reset(reinterpret_cast<HANDLE>(handle));
+    return 0;
+}
+
+void joinThread(ThreadRecord& record) {
+    if (!record.handle) return;
+    if (WaitForSingleObject(record.handle.get(), INFINITE) != WAIT_OBJECT_0) return;
+    record.handle.reset();
+    record.id = 0;
+}
+
+struct ProcessRunner::Shared {
+    std::atomic<unsigned char> stopFlag{0};  // 1 asks the readers to stop
+    std::atomic<DWORD> lastRead{0};          // tick count when bytes last came
+};
+
+// What a reader thread is given; the thread owns it.
+struct ProcessRunner::Reader {
+    OwnedText* store;
+    OwnedHandle pipe;
+    Shared* shared;
+};
+
+ProcessRunner::ProcessRunner(const char* command, bool, bool, bool)
+    : fits(buildCommandLine(command, shortenInPlace, commandLine, sizeof commandLine) == TEXT_OK) {}
+
+int ProcessRunner::run(bool wait, bool) {
+    if (!fits) return ERROR_FILENAME_EXCED_RANGE;  // a cut command would be another command
+    const HANDLE savedOutput = GetStdHandle(STD_OUTPUT_HANDLE);
+    const HANDLE savedError = GetStdHandle(STD_ERROR_HANDLE);
+    const int result = runRedirected(wait);
+    SetStdHandle(STD_OUTPUT_HANDLE, savedOutput);
+    // The output slot again, on purpose: after a run the process's standard output is what its
+    // standard error was, and the error slot keeps the closed pipe end. Programs started later
+    // count on finding it so. The C runtime's own streams are not touched by either call.
+    SetStdHandle(STD_OUTPUT_HANDLE, savedError);
+    return result;
+}
+
+int ProcessRunner::runRedirected(bool wait) {
+    OwnedHandle stdoutRead;
+    OwnedHandle stderrRead;
+    if (!preparePipes(stdoutRead, stderrRead)) return 0;
+    shared = create<Shared>();
+    if (!shared) return threadFailure(THREAD_NO_MEMORY);
+
+    startReader(std::move(stdoutRead), stdoutText, stdoutReader);
+    const int result = startReader(std::move(stderrRead), stderrText, stderrReader);
+    const bool running = startProcess();
+    if (wait || !running) awaitProcess();
+    started = true;
+    if (!running) joinReaders();
+    return result;
+}
+
+bool ProcessRunner::preparePipes(OwnedHandle& stdoutRead, OwnedHandle& stderrRead) {
+    SECURITY_ATTRIBUTES inheritable = {sizeof inheritable, nullptr, TRUE};
+    OwnedHandle stdoutFirst;
+    OwnedHandle stderrFirst;
+    if (!CreatePipe(stdoutFirst.receive(), stdoutWrite.receive(), &inheritable, 0) ||
+        !CreatePipe(stderrFirst.receive(), stderrWrite.receive(), &inheritable, 0) ||
+        !SetStdHandle(STD_OUTPUT_HANDLE, stdoutWrite.get()) ||
+        !SetStdHandle(STD_ERROR_HANDLE, stderrWrite.get())) {
+        return false;
+    }
+    // The child must not inherit the read ends: it would keep its own pipes alive.
+    const HANDLE self = GetCurrentProcess();
+    return DuplicateHandle(self, stdoutFirst.get(), self, stdoutRead.receive(), 0, FALSE,
+                           DUPLICATE_SAME_ACCESS) &&
+           DuplicateHandle(self, stderrFirst.get(), self, stderrRead.receive(), 0, FALSE,
+                           DUPLICATE_SAME_ACCESS);
+}
+
+int ProcessRunner::startReader(OwnedHandle pipe, OwnedText& store, ThreadRecord& record) {
+    const auto reader = create<Reader>(&store, std::move(pipe), shared);
+    const int result =
+        reader ? startThread(readPipe, reader, record) : threadFailure(THREAD_NO_MEMORY);
+    // Without its reader the pipe closes, so that the child's writes fail instead of waiting.
+    if (result != 0) dispose(reader);
+    return result;
+}
+
+unsigned ProcessRunner::readPipe(void* argument) {
+    const auto reader = static_cast<Reader*>(argument);
+    Shared& state = *reader->shared;
+    Capture capture(*reader->store);
+    char bytes[512];
+    DWORD count = 0;
+    while (ReadFile(reader->pipe.get(), bytes, sizeof bytes, &count, nullptr) && count > 0 &&
+           state.stopFlag != 1) {
+        state.lastRead = GetTickCount();
+        capture.append(bytes, count);
+    }
+    dispose(reader);
+    return 0;
+}
+
+bool ProcessRunner::startProcess() {
+    STARTUPINFOA startup = {};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES | STARTF_USESHOWWINDOW;
+    startup.wShowWindow = SW_HIDE;
+    startup.hStdOutput = stdoutWrite.get();
+    startup.hStdError = stderrWrite.get();
+    if (!CreateProcessA(nullptr, commandLine, nullptr, nullptr, TRUE, NORMAL_PRIORITY_CLASS,
+                        nullptr, workingDirectory, &startup, &processInfo)) {
+        processInfo = {};
+        return false;
+    }
+    const OwnedHandle unneeded(std::exchange(processInfo.hThread, nullptr));
+    return true;
+}
+
+// Waits for the program's end and closes the write ends, so that the readers come to theirs.
+void ProcessRunner::awaitProcess() {
+    if (WaitForSingleObject(processInfo.hProcess, waitTimeout) != WAIT_OBJECT_0) {
+        // There is no program, or none to wait for: the readers are to return from their reads.
+        constexpr char ZEROS[3] = {};
+        DWORD written = 0;
+        shared->stopFlag = 1;
+        WriteFile(stdoutWrite.get(), ZEROS, sizeof ZEROS, &written, nullptr);
+        WriteFile(stderrWrite.get(), ZEROS, sizeof ZEROS, &written, nullptr);
+    }
+    stdoutWrite.reset();
+    stderrWrite.reset();
+}
+
+bool ProcessRunner::readersEndWithin(DWORD milliseconds) const {
+    HANDLE handles[2];
+    DWORD count = 0;
+    if (stdoutReader.handle) handles[count++] = stdoutReader.handle.get();
+    if (stderrReader.handle) handles[count++] = stderrReader.handle.get();
+    return count == 0 || WaitForMultipleObjects(count, handles, TRUE, milliseconds) != WAIT_TIMEOUT;
+}
+
+void ProcessRunner::joinReaders() {
+    constexpr DWORD POLL = 100;
+    DWORD ended = GetTickCount();
+    while (!readersEndWithin(POLL)) {
+        const DWORD now = GetTickCount();
+        if (processInfo.hProcess && WaitForSingleObject(processInfo.hProcess, 0) == WAIT_TIMEOUT) {
+            ended = now;
+            continue;
+        }
+        // A program that ended can leave another behind that inherited its pipes, and whose end
+        // nobody is waiting for.
+        const DWORD sinceEnd = now - ended;
+        if (std::min<DWORD>(sinceEnd, now - shared->lastRead) < IDLE_PATIENCE &&
+            sinceEnd < LAST_WORDS) {
+            continue;
+        }
+        // Again in every round: a reader may have been between two reads.
+        shared->stopFlag = 1;
+        if (stdoutReader.handle) CancelSynchronousIo(stdoutReader.handle.get());
+        if (stderrReader.handle) CancelSynchronousIo(stderrReader.handle.get());
+    }
+    joinThread(stdoutReader);
+    joinThread(stderrReader);
+}
+
+void ProcessRunner::cleanup() {
+    if (started && processInfo.hProcess) {
+        joinReaders();
+        const OwnedHandle released(std::exchange(processInfo.hProcess, nullptr));
+    }
+    stdoutWrite.reset();
+    stderrWrite.reset();
+    dispose(std::exchange(shared, nullptr));
+    stderrText.reset();
+    stdoutText.reset();
+}

@@ -1,0 +1,8 @@
+#include "services/process_setup.h"
+
+#include <windows.h>
+
+void leaveCurrentDirectoryOutOfSearches() {
+    SetDllDirectoryA("");
+    SetEnvironmentVariableA("NoDefaultCurrentDirectoryInExePath", "1");
+}

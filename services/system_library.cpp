@@ -1,0 +1,13 @@
+#include "services/system_library.h"
+
+#include "services/text.h"
+
+HMODULE loadSystemLibrary(const char* name) {
+    char directory[261] = "";
+    const UINT length = GetSystemDirectoryA(directory, sizeof directory);
+    if (length == 0 || length >= sizeof directory) return nullptr;
+    char path[522];
+    // A path that was cut names no file, so the load fails as it should.
+    formatText(path, sizeof path, "%s\\%s", directory, name);
+    return LoadLibraryA(path);
+}

@@ -1,0 +1,101 @@
+"""Reads the message libraries' sources and finds the faults that would reach a user."""
+import re
+import unicodedata
+from pathlib import Path
+
+# Locale folder: Windows language id, ANSI code page of a system of that language.
+LOCALES = {
+    "ar_aa": (1025, 1256), "bg_bg": (1026, 1251), "cs_cz": (1029, 1250), "da_dk": (1030, 1252),
+    "de_de": (1031, 1252), "el_gr": (1032, 1253), "en_US": (1033, 1252), "es_es": (1034, 1252),
+    "fi_fi": (1035, 1252), "iw_il": (1037, 1255), "hu_hu": (1038, 1250), "it_it": (1040, 1252),
+    "ja_jp": (1041, 932), "ko_kr": (1042, 949), "nl_nl": (1043, 1252), "no_no": (1044, 1252),
+    "pl_pl": (1045, 1250), "ro_ro": (1048, 1250), "ru_ru": (1049, 1251), "hr_hr": (1050, 1250),
+    "sk_sk": (1051, 1250), "sv_se": (1053, 1252), "tr_tr": (1055, 1254), "sl_si": (1060, 1250),
+    "Zh_tw": (1028, 950), "fr_fr": (1036, 1252), "pt_br": (1046, 1252), "zh_cn": (2052, 936),
+    "pt_pt": (2070, 1252),
+}
+USAGE = "MSG_USAGE"
+LINE_BYTES, USAGE_BYTES, USAGE_COLUMNS = 255, 4095, 79
+# Characters that the East Asian code pages encode in more than one way or only one way back.
+UNSAFE_IN_EAST_ASIA = re.compile("[\u2010-\u2015\u2018-\u201f\u301c\uff5e\u2026]")
+ENTRY = re.compile(r'^[ \t]*(MSG_\w+)((?:\s*"(?:[^"\\]|\\.|"")*")+)', re.M)
+CONVERSION = re.compile(r"%[^%a-zA-Z]*[a-zA-Z]|%")
+
+
+def ids(msg):
+    """The names of the shared header with their numbers."""
+    pairs = re.findall(r"^#define (MSG_\w+) (\d+)", (msg / "message_ids.h").read_text(), re.M)
+    return {name: int(number) for name, number in pairs}
+
+
+def unquote(literals):
+    text = "".join(re.findall(r'"((?:[^"\\]|\\.|"")*)"', literals)).replace('""', '"')
+    return re.sub(r"\\(.)", lambda m: {"n": "\n", "t": "\t"}.get(m[1], m[1]), text)
+
+
+def texts(rc):
+    """[(name, text), ...] in the order of the file."""
+    return [(m[1], unquote(m[2])) for m in ENTRY.finditer(rc.read_text(encoding="utf-8"))]
+
+
+def columns(line):
+    marks = sum(unicodedata.combining(c) > 0 for c in line)
+    return len(line) - marks + sum(unicodedata.east_asian_width(c) in "WF" for c in line)
+
+
+def text_faults(name, text, english, page):
+    limit = USAGE_BYTES if name == USAGE else LINE_BYTES
+    if CONVERSION.findall(text) != CONVERSION.findall(english):
+        yield f"conversions {CONVERSION.findall(text)}, English has {CONVERSION.findall(english)}"
+    for encoding in (f"cp{page}", "utf-8"):
+        try:
+            size = len(text.encode(encoding))
+            if size > limit:
+                yield f"{size} bytes in {encoding}, {limit} at most"
+        except UnicodeEncodeError as error:
+            yield f"{text[error.start]!r} (U+{ord(text[error.start]):04X}) is not in {encoding}"
+    if page in (932, 936, 949, 950) and (found := UNSAFE_IN_EAST_ASIA.search(text)):
+        yield f"{found[0]!r} is not safe in code page {page}"
+    if not text.strip():
+        yield "is empty"
+    if name != USAGE and (text != text.strip() or "\n" in text):
+        yield "has blanks at an end or a line break"
+    if name == USAGE:
+        for number, line in enumerate(text.split("\n"), 1):
+            if columns(line) > USAGE_COLUMNS:
+                yield f"line {number} takes {columns(line)} columns, {USAGE_COLUMNS} at most"
+
+
+def faults(msg, locale):
+    """Sentences 'file: id: fault' for one locale folder."""
+    rc, reference = Path(msg) / locale / "zelkpmreg.rc", Path(msg) / "en_US" / "zelkpmreg.rc"
+    where = f"msg/{locale}/zelkpmreg.rc"
+    if not rc.exists():
+        return [f"{where}: there is no such file"]
+    source, found, english = rc.read_text(encoding="utf-8"), texts(rc), dict(texts(reference))
+    language, page = LOCALES[locale]
+    result = []
+    for line in ('#include "../message_ids.h"', "#pragma code_page(65001)",
+                 f"LANGUAGE {language & 0x3FF}, {language >> 10}"):
+        if line not in source.split("\n"):
+            result.append(f"{where}: the line '{line}' is missing")
+    names = [name for name, _ in found]
+    result += [f"{where}: {n}: is missing" for n in ids(msg) if n not in names]
+    result += [f"{where}: {n}: is not in message_ids.h" for n in names if n not in ids(msg)]
+    result += [f"{where}: {n}: stands twice" for n in sorted({n for n in names if names.count(n) > 1})]
+    if not result and names != list(english):
+        result.append(f"{where}: the ids stand in another order than in English")
+    for name, text in found:
+        if name in english:
+            result += [f"{where}: {name}: {f}" for f in text_faults(name, text, english[name], page)]
+            if locale != "en_US" and text == english[name]:
+                result.append(f"{where}: {name}: is left in English")
+    return result
+
+
+if __name__ == "__main__":
+    import sys
+    folder = Path(__file__).resolve().parents[2] / "msg"
+    wrong = [f for locale in (sys.argv[1:] or LOCALES) for f in faults(folder, locale)]
+    print("\n".join(wrong) or "no fault")
+    sys.exit(bool(wrong))
