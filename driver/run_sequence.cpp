@@ -10,11 +10,14 @@
 #include "driver/refusal.h"
 #include "driver/run_log.h"
 #include "driver/run_settings.h"
+#include "odbc/odbc_registration_step.h"
+#include "odbc/trace.h"
 #include "registration/copy_record.h"
 #include "registration/default_copy.h"
 #include "registration/dotnet_configuration.h"
 #include "registration/oledb_provider.h"
 #include "registration/uninstall_entry.h"
+#include "services/process_runner.h"
 #include "services/text.h"
 
 namespace {
@@ -46,6 +49,9 @@ void runSteps(int unregister, const char* installDirWithoutBackslash, bool onlyC
     announce(MSG_REGISTERING_RECORD, MSG_UNREGISTERING_RECORD);
     writeCopyRecord(unregister, installDir, copyName, makeDefaultCopy, onlyCopy);
 
+    announce(MSG_REGISTERING_ODBC, MSG_UNREGISTERING_ODBC);
+    OdbcRegistrationStep(unregister, installDir, makeDefaultCopy);
+
     announce(MSG_REGISTERING_UNINSTALL_ENTRY, MSG_UNREGISTERING_UNINSTALL_ENTRY);
     writeUninstallEntry(unregister, installDir, copyName);
 
@@ -59,6 +65,7 @@ void runSteps(int unregister, const char* installDirWithoutBackslash, bool onlyC
 }  // namespace
 
 int runSequence(int argc, char** argv) {
+    threadFailureHook = traceThreadFailure;
     const CommandLine line = parseCommandLine(argc, argv);
     char installDirWithoutBackslash[261];
     deriveInstallDirectory(installDirWithoutBackslash);

@@ -1,0 +1,155 @@
+#include "odbc/driver_installation.h"
+
+#include <cstring>
+
+#include "odbc/odbc_installer_types.h"
+#include "odbc/trace.h"
+#include "services/owners.h"
+#include "services/registry.h"
+#include "services/text.h"
+
+namespace {
+
+constexpr char SAVED_TIMEOUT_KEY[] = "SOFTWARE\\Orvane\\Zelk\\TEMP\\CP_TIMEOUT";
+constexpr char POOLING_KEY[] = "SOFTWARE\\ODBC\\ODBCINST.INI\\ODBC Connection Pooling";
+constexpr char TIMEOUT_VALUE[] = "CPTimeout";
+constexpr char DEFAULT_TIMEOUT[] = "60";  // seconds
+
+// A value as it lies in the registry. The extra bytes are zero: RegSetValueExA looks at the one
+// behind the data.
+struct RawValue {
+    static constexpr DWORD CAPACITY = 2048;
+    DWORD type = REG_NONE;
+    DWORD size = CAPACITY;
+    BYTE data[CAPACITY + 2] = {};
+};
+
+bool readTimeout(const char* keyPath, RawValue& value) {
+    OwnedKey key;
+    return RegOpenKeyExA(HKEY_LOCAL_MACHINE, keyPath, 0, KEY_QUERY_VALUE, key.receive()) ==
+               ERROR_SUCCESS &&
+           RegQueryValueExA(key.get(), TIMEOUT_VALUE, nullptr, &value.type, value.data,
+                            &value.size) == ERROR_SUCCESS;
+}
+
+void traceSystemError(const Trace& trace, LSTATUS status) {
+    if (!Trace::isOn()) return;
+    char text[100] = "";
+    FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
+                   static_cast<DWORD>(status), 0x400, text, sizeof text, nullptr);
+    trace.error(10, static_cast<int32_t>(status));
+    trace.text(20, text);
+}
+
+// Returns 0 or ODBC_SETUP_FAILED.
+int32_t writeValue(HKEY key, const char* name, DWORD type, const void* data, DWORD size) {
+    int32_t result = 0;
+    const Trace trace(TRACE_WRITE_VALUE, &result);
+    const LSTATUS status = RegSetValueExA(key, name, 0, type, static_cast<const BYTE*>(data), size);
+    if (status == ERROR_SUCCESS) return result;
+    traceSystemError(trace, status);
+    result = ODBC_SETUP_FAILED;
+    return result;
+}
+
+// Creates or opens the key and writes one value. Returns 0 or ODBC_SETUP_FAILED.
+int32_t writeValueAt(const char* keyPath, const char* name, DWORD type, const void* data,
+                     DWORD size) {
+    OwnedKey key;
+    if (RegCreateKeyExA(HKEY_LOCAL_MACHINE, keyPath, 0, nullptr, REG_OPTION_NON_VOLATILE,
+                        KEY_ALL_ACCESS, nullptr, key.receive(), nullptr) != ERROR_SUCCESS) {
+        return ODBC_SETUP_FAILED;
+    }
+    return writeValue(key.get(), name, type, data, size);
+}
+
+void saveTimeout(const char* driverKey, const Trace& trace) {
+    RawValue timeout;
+    if (!readTimeout(driverKey, timeout)) return;
+    if (writeValueAt(SAVED_TIMEOUT_KEY, TIMEOUT_VALUE, timeout.type, timeout.data, timeout.size) !=
+        0) {
+        trace.text(10, SAVED_TIMEOUT_KEY);
+    }
+}
+
+int32_t callInstaller(const OdbcDriverSetup& setup, SqlInstallDriverExFunction* install) {
+    char pathIn[261];
+    char pathOut[261] = {};
+    WORD pathOutLength = 0;
+    DWORD usageCount = 0;
+    char driverKey[261];
+    // A folder or a key that does not fit would be another one, and installers are known to fall
+    // over paths of that length: it counts as refused.
+    constexpr size_t LONGEST_PATH = 259;
+    if (copyText(pathIn, setup.binDir) != TEXT_OK || strlen(pathIn) > LONGEST_PATH ||
+        !buildDriverKeyPath(setup, driverKey)) {
+        return ODBC_SETUP_FAILED;
+    }
+    const BOOL done = install(setup.attributes, pathIn, pathOut, sizeof pathOut - 1, &pathOutLength,
+                              ODBC_INSTALL_COMPLETE, &usageCount);
+    return done ? 0 : ODBC_SETUP_FAILED;
+}
+
+void writePooling() {
+    // Four bytes each, of which the first counts.
+    constexpr BYTE PERFORMANCE_MONITOR[4] = {0x01};
+    constexpr BYTE RETRY_WAIT[4] = {0x78};
+    OwnedKey key;
+    RegCreateKeyA(HKEY_LOCAL_MACHINE, POOLING_KEY, key.receive());
+    writeValue(key.get(), "PerfMon", REG_SZ, PERFORMANCE_MONITOR, sizeof PERFORMANCE_MONITOR);
+    writeValue(key.get(), "RetryWait", REG_SZ, RETRY_WAIT, sizeof RETRY_WAIT);
+}
+
+void writeXaLibrary(const OdbcDriverSetup& setup, const Trace& trace) {
+    char path[261];
+    if (!buildXaLibraryPath(setup, path) ||
+        writeValueAt(XA_LIBRARIES_KEY, path, REG_SZ, path, static_cast<DWORD>(strlen(path) + 1)) !=
+            0) {
+        trace.text(50, path);
+    }
+}
+
+}  // namespace
+
+int32_t InstallDriver(const OdbcDriverSetup* setup) {
+    int32_t result = ODBC_SETUP_FAILED;
+    const Trace trace(TRACE_INSTALL_DRIVER, &result);
+    if (!setup) return result;
+    char driverKey[261];
+    const bool keyFits = buildDriverKeyPath(*setup, driverKey);
+    if (keyFits) saveTimeout(driverKey, trace);
+
+    constexpr char INSTALL[] = "SQLInstallDriverEx";
+    const auto install =
+        OdbcDriverSetup::findInstallerFunction<SqlInstallDriverExFunction>(INSTALL);
+    if (!install) {
+        trace.text(30, INSTALL);
+        return result;
+    }
+    result = callInstaller(*setup, install);
+    if (result != 0) {
+        traceInstallerError(trace);
+    } else if (RestoreConnectionTimeout(setup) != 0) {
+        writeValueAt(driverKey, TIMEOUT_VALUE, REG_SZ, DEFAULT_TIMEOUT, sizeof DEFAULT_TIMEOUT);
+    }
+    writePooling();
+    writeXaLibrary(*setup, trace);
+    return result;
+}
+
+int32_t RestoreConnectionTimeout(const OdbcDriverSetup* setup) {
+    int32_t result = ODBC_SETUP_FAILED;
+    const Trace trace(TRACE_RESTORE_TIMEOUT, &result);
+    char driverKey[261];
+    RawValue timeout;
+    if (buildDriverKeyPath(*setup, driverKey) && readTimeout(SAVED_TIMEOUT_KEY, timeout)) {
+        result = writeValueAt(driverKey, TIMEOUT_VALUE, timeout.type, timeout.data, timeout.size);
+    }
+    HKEY saved = nullptr;
+    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, SAVED_TIMEOUT_KEY, 0, KEY_READ, &saved) ==
+        ERROR_SUCCESS) {
+        // Opened only to see whether it is there; the handle is left to the end of the process.
+        RegDeleteKeyA(HKEY_LOCAL_MACHINE, SAVED_TIMEOUT_KEY);
+    }
+    return result;
+}

@@ -1,0 +1,79 @@
+#include "odbc/system_odbc_installer.h"
+
+#include "driver/message_format.h"
+#include "odbc/odbc_driver_setup.h"
+#include "odbc/odbc_installer_types.h"
+#include "services/system_library.h"
+
+namespace {
+
+// Texts of the boxes, in the program's own string table. It has none so far, and the boxes are
+// then without those texts.
+constexpr UINT BOX_CAPTION = 10241;
+constexpr UINT BOX_NO_LIBRARY = 10242;
+constexpr UINT BOX_NO_FUNCTION = 10243;
+
+constexpr int TEXT_BYTES = 256;
+constexpr DWORD PATH_BYTES = 261;
+
+HMODULE library;
+
+void loadOwnText(UINT id, char (&text)[TEXT_BYTES]) {
+    text[0] = '\0';
+    LoadStringA(GetModuleHandleA(nullptr), id, text, TEXT_BYTES);
+}
+
+void showBox(const char* text) {
+    char caption[TEXT_BYTES];
+    loadOwnText(BOX_CAPTION, caption);
+    MessageBoxA(nullptr, text, caption, MB_ICONINFORMATION);
+}
+
+void readModulePath(HMODULE module, char (&path)[PATH_BYTES]) {
+    path[0] = '\0';
+    GetModuleFileNameA(module, path, PATH_BYTES);
+    path[PATH_BYTES - 1] = '\0';  // a path that was cut comes without its end
+}
+
+void showMissingFunction(const char* name) {
+    char libraryPath[PATH_BYTES];
+    char programPath[PATH_BYTES];
+    readModulePath(library, libraryPath);
+    readModulePath(nullptr, programPath);
+    char unused[TEXT_BYTES];
+    loadOwnText(BOX_NO_FUNCTION, unused);
+    // The program's own path is the format, and the loaded text is not: support staff know this box
+    // by the path that it shows. A per cent sign in the path does no harm.
+    const char* arguments[] = {name, libraryPath};
+    char text[3 * PATH_BYTES];
+    formatMessage(text, sizeof text, programPath, arguments, 2);
+    showBox(text);
+}
+
+template <typename Function>
+Function* find(const char* name) {
+    if (!library) library = loadSystemLibrary(ODBC_INSTALLER_LIBRARY);
+    if (!library) {
+        char text[TEXT_BYTES];
+        loadOwnText(BOX_NO_LIBRARY, text);
+        showBox(text);
+        return nullptr;
+    }
+    const auto function = findFunction<Function>(library, name);
+    if (!function) showMissingFunction(name);
+    return function;
+}
+
+}  // namespace
+
+BOOL SystemOdbcInstaller::SQLConfigDataSource(HWND parent, WORD request, LPCSTR driver,
+                                              LPCSTR attributes) {
+    const auto function = find<SqlConfigDataSourceFunction>("SQLConfigDataSource");
+    return function ? function(parent, request, driver, attributes) : FALSE;
+}
+
+SHORT SystemOdbcInstaller::SQLInstallerError(WORD record, DWORD* errorCode, LPSTR message,
+                                             WORD messageSize, WORD* messageLength) {
+    const auto function = find<SqlInstallerErrorFunction>("SQLInstallerError");
+    return function ? function(record, errorCode, message, messageSize, messageLength) : SQL_ERROR;
+}

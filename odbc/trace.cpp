@@ -1,0 +1,98 @@
+#include "odbc/trace.h"
+
+#include <windows.h>
+
+#include <cstring>
+
+#include "services/system_library.h"
+
+namespace {
+
+// The library's functions, as its control tool's documentation names them. All are cdecl.
+using Entry = void(uint32_t thread, uint32_t, uint32_t function, uint32_t, uint32_t);
+using Exit = void(uint32_t thread, uint32_t, uint32_t function, const int32_t* result, uint32_t,
+                  uint32_t);
+using Var = void(uint32_t thread, uint32_t, uint32_t function, uint32_t probe, uint32_t kind,
+                 uint32_t, uint32_t, size_t size, const void* value);
+using ErrorVar = void(uint32_t thread, uint32_t, uint32_t function, uint32_t probe, uint32_t,
+                      uint32_t, uint32_t, uint32_t, uint32_t, size_t size, const void* value);
+using ThreadId = uint32_t();
+
+constexpr uint32_t ENTRY_LEVEL = 1000000;
+constexpr uint32_t KIND_TEXT = 3;
+constexpr size_t CONTROL_SWITCH = 3;  // the word of the control block that turns tracing on
+
+struct Library {
+    const uint32_t* const* controlBlock;  // where g_pGTCB lies
+    ThreadId* threadId;
+    Entry* entry;
+    Exit* exit;
+    Var* var;
+    ErrorVar* errorVar;
+};
+
+Library loadLibrary() {
+    const HMODULE module = LoadLibraryA("ZELKOSSE.dll");  // kept to the end of the process
+    if (!module) return {};
+    Library library = {};
+    library.controlBlock =
+        reinterpret_cast<const uint32_t* const*>(findFunction<void()>(module, "g_pGTCB"));
+    library.threadId = findFunction<ThreadId>(module, "ossThreadID");
+    library.entry = findFunction<Entry>(module, "_gtraceEntry");
+    library.exit = findFunction<Exit>(module, "_gtraceExit");
+    library.var = findFunction<Var>(module, "_gtraceVar");
+    library.errorVar = findFunction<ErrorVar>(module, "_gtraceErrorVar");
+    return library;
+}
+
+// The library with all its functions and its tracing turned on, or null.
+const Library* activeLibrary() {
+    static const Library library = loadLibrary();
+    if (!library.controlBlock || !library.threadId || !library.entry || !library.exit ||
+        !library.var || !library.errorVar) {
+        return nullptr;
+    }
+    const uint32_t* block = *library.controlBlock;
+    return block && block[CONTROL_SWITCH] != 0 ? &library : nullptr;
+}
+
+void traceText(uint32_t function, uint32_t probe, const char* value) {
+    const Library* library = activeLibrary();
+    if (!library) return;
+    library->var(library->threadId(), 0, function, probe, KIND_TEXT, 1, 0, strlen(value), value);
+}
+
+void traceError(uint32_t function, uint32_t probe, int32_t value) {
+    const Library* library = activeLibrary();
+    if (!library) return;
+    library->errorVar(library->threadId(), 0, function, probe, 4, 0, 0, 1, 0, sizeof value, &value);
+}
+
+}  // namespace
+
+Trace::Trace(TraceFunction function, const int32_t* result) : function_(function), result_(result) {
+    const Library* library = activeLibrary();
+    if (library) library->entry(library->threadId(), 0, function_, 0, ENTRY_LEVEL);
+}
+
+Trace::~Trace() {
+    const Library* library = activeLibrary();
+    if (library) library->exit(library->threadId(), 0, function_, result_, 0, 0);
+}
+
+void Trace::text(uint32_t probe, const char* value) const {
+    traceText(function_, probe, value);
+}
+
+void Trace::error(uint32_t probe, int32_t value) const {
+    traceError(function_, probe, value);
+}
+
+bool Trace::isOn() {
+    return activeLibrary() != nullptr;
+}
+
+void traceThreadFailure(uint32_t component, const char* function, int32_t error) {
+    traceText(component, 10, function);
+    traceError(component, 20, error);
+}

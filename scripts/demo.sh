@@ -1,0 +1,119 @@
+#!/usr/bin/env bash
+# Registers a demo copy of the package in a Wine prefix of its own, shows what that left, and
+# unregisters it again.
+#   scripts/demo.sh              the whole demonstration
+#   scripts/demo.sh -- ARG...    runs zelkpmreg with your own arguments in the same prefix
+# Everything lies in build/demo; delete that folder to be rid of it.
+set -euo pipefail
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+
+demo="$root/build/demo"
+export WINEPREFIX="$demo/prefix"
+export ZELK_HOLDER="$root/build/x64/standins/holder.exe"
+folder="$WINEPREFIX/drive_c/Program Files/Orvane/Pellimar Package"
+tool='C:\Program Files\Orvane\Pellimar Package\bin\zelkpmreg.exe'
+log='C:\demo\zelkpmreg.log'
+regtree="$root/build/x64/standins/regtree.exe"
+provider='SOFTWARE\Classes\CLSID\{5D3C9B7A-1F60-4E8B-9B5E-0A7C31E6D2F4}'
+uninstall='SOFTWARE\Microsoft\Windows\CurrentVersion\Uninstall\MYCOPY'
+
+stop_server() { WINEPREFIX="$WINEPREFIX" wineserver -k 2>/dev/null || true; }
+indent() { tr -d '\r' | sed 's/^/    /'; }
+
+prepare() {
+    "$root/scripts/setup.sh"
+    build x64
+    mkdir -p "$demo"
+    [ -e "$WINEPREFIX/.made" ] || printf 'making a Wine prefix ...\n'
+    "$wine" || die "Wine could not make a prefix in build/demo"
+    lay_package x64 "$folder"
+    # The package's .NET step runs only where the .NET Framework is installed.
+    "$wine" reg add 'HKLM\SOFTWARE\Microsoft\.NETFramework' /v InstallRoot /t REG_SZ \
+        /d 'C:\windows\Microsoft.NET\Framework64\' /f /reg:64 >/dev/null
+}
+
+# A data source of the driver and one of another driver, as an administrator might have made them.
+make_data_sources() {
+    local key='HKLM\SOFTWARE\ODBC\ODBC.INI\ODBC Data Sources'
+    "$wine" reg add "$key" /v 'Demo of another driver' /d 'Another driver' /f /reg:64 >/dev/null
+    [ "${1:-}" != both ] || "$wine" reg add "$key" /v 'Sales database' /f /reg:64 \
+        /d 'ORVANE PELLIMAR for ODBC - C:/Program Files/Orvane/Pellimar Package/' >/dev/null
+}
+
+# run ARG...: runs the tool, shows the command, the console and the exit code.
+run() {
+    local status=0
+    printf '\n    > zelkpmreg %s\n\n' "$*"
+    "$wine" "$tool" "$@" | indent || status=${PIPESTATUS[0]}
+    printf '\n    exit code: %s\n' "$(signed "$status")"
+}
+
+snapshot() { "$wine" "$regtree" --raw SOFTWARE | tr -d '\r' >"$demo/$1.txt"; }
+
+show_registry() {
+    say "What the registry holds now, below HKEY_LOCAL_MACHINE"
+    "$wine" "$regtree" 'SOFTWARE\Orvane' 'SOFTWARE\ODBC' 'SOFTWARE\Microsoft\MSDTC' "$uninstall" \
+        "$provider" | indent
+}
+
+show_log() {
+    say "The log, $log"
+    indent <"$WINEPREFIX/drive_c/demo/zelkpmreg.log"
+}
+
+if [ "${1:-}" = -- ]; then
+    shift
+    prepare >&2
+    status=0
+    "$wine" "$tool" "$@" || status=$?
+    printf 'exit code: %s\n' "$(signed "$status")" >&2
+    exit "$status"
+fi
+[ $# -eq 0 ] || die "arguments for zelkpmreg come after --, as in: scripts/demo.sh -- -h"
+
+say "Preparing"
+prepare
+rm -f "$folder"/bin/*.asked
+"$wine" "$tool" -u -c MYCOPY -s >/dev/null 2>&1 || true # what an interrupted demonstration left
+make_data_sources
+snapshot before
+
+say "Registering the copy in C:\\Program Files\\Orvane\\Pellimar Package"
+run -c MYCOPY -d -v -l "$log"
+show_registry
+say "What the package's switch tool was asked"
+indent <"$folder/bin/zelkswtch.asked"
+show_log
+
+say "An administrator makes the data source \"Sales database\" with the driver"
+make_data_sources both
+"$wine" "$regtree" 'SOFTWARE\ODBC\ODBC.INI' | indent
+
+say "Unregistering the copy"
+run -u -c MYCOPY -v -l "$log"
+show_registry
+snapshot after
+
+say "What registering made and unregistering left"
+# Keys and settings that other products may share by then; they stay, on purpose.
+cat >"$demo/expected.txt" <<'END'
+[SOFTWARE\Microsoft\MSDTC]
+[SOFTWARE\Microsoft\MSDTC\XADLL]
+[SOFTWARE\ODBC\ODBCINST.INI]
+[SOFTWARE\ODBC\ODBCINST.INI\ODBC Connection Pooling]
+[SOFTWARE\ODBC\ODBCINST.INI\ODBC Drivers]
+PerfMon	1	01000000
+RetryWait	1	78000000
+[SOFTWARE\Orvane]
+END
+diff "$demo/before.txt" "$demo/after.txt" | sed -n 's/^[<>] //p' | LC_ALL=C sort >"$demo/left.txt" || true
+indent <"$demo/left.txt"
+if grep -vxFf "$demo/expected.txt" "$demo/left.txt" >"$demo/unexpected.txt"; then
+    indent <"$demo/unexpected.txt"
+    die "the lines above were not to be left in the registry"
+fi
+printf '\n    These are settings and empty keys that other products share, and they stay; all else\n'
+printf '    of the %s keys below HKEY_LOCAL_MACHINE\\SOFTWARE is as it was.\n' \
+    "$(grep -c '^\[' "$demo/after.txt")"
+stop_server
+printf '\nTry it yourself:  scripts/demo.sh -- -h\n'
