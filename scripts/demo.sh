@@ -74,7 +74,9 @@ fi
 say "Preparing"
 prepare
 rm -f "$folder"/bin/*.asked
-"$wine" "$tool" -u -c MYCOPY -s >/dev/null 2>&1 || true # what an interrupted demonstration left
+# What an earlier demonstration left.
+"$wine" "$tool" -u -c MYCOPY -s >/dev/null 2>&1 || true
+"$wine" "$regtree" --delete 'SOFTWARE\Orvane' 'SOFTWARE\ODBC' 'SOFTWARE\Microsoft\MSDTC'
 make_data_sources
 snapshot before
 

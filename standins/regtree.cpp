@@ -44,8 +44,8 @@ struct Value {
 
 std::vector<Value> valuesOf(HKEY key) {
     std::vector<Value> values;
-    std::vector<char> name(16384);
-    std::vector<BYTE> data(1 << 20);
+    static std::vector<char> name(16384);
+    static std::vector<BYTE> data(1 << 20);
     for (DWORD i = 0;; ++i) {
         auto nameSize = static_cast<DWORD>(name.size());
         auto size = static_cast<DWORD>(data.size());
