@@ -2,6 +2,6 @@
 #include "services/process_setup.h"
 
 int main(int argc, char** argv) {
-    leaveCurrentDirectoryOutOfSearches();
+    prepareProcess();
     return runSequence(argc, argv);
 }

@@ -37,7 +37,8 @@ size_t formatLine(unsigned id, const char* literalFormat, const char* arg1, cons
     return length + 1;
 }
 
-HANDLE consoleHandle() {
+// The console behind standard output, or null when that is a file, a pipe or nothing.
+HANDLE findConsole() {
     // The C runtime's handle, not the process's: running a program changes the latter.
     const int file = _fileno(stdout);
     const intptr_t handle = file < 0 ? -1 : _get_osfhandle(file);
@@ -64,7 +65,8 @@ void writeToConsole(HANDLE console, const char* text) {
 }  // namespace
 
 void printToConsole(const char* text) {
-    if (const HANDLE console = consoleHandle()) {
+    static const HANDLE console = findConsole();
+    if (console) {
         writeToConsole(console, text);
         return;
     }

@@ -2,7 +2,8 @@
 
 #include <windows.h>
 
-void leaveCurrentDirectoryOutOfSearches() {
+void prepareProcess() {
     SetDllDirectoryA("");
     SetEnvironmentVariableA("NoDefaultCurrentDirectoryInExePath", "1");
+    SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX);
 }
