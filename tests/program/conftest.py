@@ -41,6 +41,16 @@ def presets():
         p == "x86" and not wine32, reason="32-bit Wine cannot be had here")) for p in wanted]
 
 
+def system(name):
+    """The environment of a machine of that language, complete with its terminal and file names."""
+    folder = ROOT / "build" / "locales"
+    if not (folder / f"{name}.UTF-8").exists():
+        folder.mkdir(parents=True, exist_ok=True)
+        subprocess.run(["localedef", "-c", "-i", name, "-f", "UTF-8", folder / f"{name}.UTF-8"],
+                       check=True, capture_output=True)
+    return {"LC_ALL": f"{name}.UTF-8", "LOCPATH": str(folder)}
+
+
 @dataclass
 class Result:
     code: int
