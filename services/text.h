@@ -1,4 +1,4 @@
-// Bounded text in the system's ANSI code page. Every copy, append and format of the program goes
+// Bounded text in the system's ANSI code page: the copies, appends and formats of the program go
 // through here; sizes are in bytes and count the terminating zero. Free of platform headers.
 #pragma once
 
