@@ -23,18 +23,18 @@ bool findDocumentsFolder(char (&folder)[261]) {
     return getFolderPath && getFolderPath(nullptr, PERSONAL_DOCUMENTS, nullptr, 0, folder) >= 0;
 }
 
-// "Sun Nov 15 02_26_24 2026": what asctime writes, less its line end, and with no character that a
-// file name may not hold.
-void formatTimeStamp(char* out, size_t size) {
-    const __time64_t now = _time64(nullptr);
-    const tm* local = _localtime64(&now);
-    const char* text = local ? asctime(local) : nullptr;
+}  // namespace
+
+void formatLogTime(const tm& time, char* out, size_t size) {
+    constexpr size_t DAY = 8;
+    const char* text = asctime(&time);
     copyText(out, size, text ? text : "");
     out[strcspn(out, "\n")] = '\0';
+    // A file name may not hold colons.
     for (char* colon = out; (colon = strchr(colon, ':')) != nullptr;) *colon = '_';
+    // The C standard has a blank here; Microsoft's older runtimes write a zero.
+    if (strlen(out) > DAY && out[DAY] == '0') out[DAY] = ' ';
 }
-
-}  // namespace
 
 bool buildDefaultLogPath(const char* prefix, char* out, size_t outSize) {
     char folder[261] = "";
@@ -48,8 +48,9 @@ bool buildDefaultLogPath(const char* prefix, char* out, size_t outSize) {
     // backslash may be doubled, which Windows does not mind, or left out.
     const char* separator = folder[length - 1] == '\\' ? "" : "\\";
 
-    char stamp[261];
-    formatTimeStamp(stamp, sizeof stamp);
+    char stamp[261] = "";
+    const __time64_t now = _time64(nullptr);
+    if (const tm* local = _localtime64(&now)) formatLogTime(*local, stamp, sizeof stamp);
     char whole[600];
     formatText(whole, sizeof whole, "%s%sZELKLOG\\%s-%s.log", path, separator,
                prefix ? prefix : "ZELK", stamp);
