@@ -1,0 +1,92 @@
+// HKEY_LOCAL_MACHINE as a test sees it: an empty key of its own, for this process only.
+#pragma once
+
+#include <windows.h>
+
+#include <sddl.h>
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+#include <tuple>
+
+#include "driver/run_settings.h"
+#include "services/owners.h"
+
+using namespace std::string_literals;
+
+class RegistrySandbox : public testing::Test {
+  protected:
+    RegistrySandbox() {
+        resetRunSettings();
+        OwnedKey key;
+        RegCreateKeyA(HKEY_CURRENT_USER, scratch_.c_str(), key.receive());
+        RegOverridePredefKey(HKEY_LOCAL_MACHINE, key.get());
+    }
+    ~RegistrySandbox() override {
+        RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
+        RegDeleteTreeA(HKEY_CURRENT_USER, scratch_.c_str());
+    }
+
+  private:
+    const std::string scratch_ = "Software\\zelkpmreg-" + std::to_string(GetCurrentProcessId());
+};
+
+// What a step returns and prints; without a message library that is "[number]" on each line.
+using Outcome = std::pair<uint32_t, std::string>;
+template <typename Step>
+Outcome outcomeOf(Step step) {
+    testing::internal::CaptureStdout();
+    const uint32_t result = step();
+    return {result, testing::internal::GetCapturedStdout()};
+}
+
+inline OwnedKey makeKey(const std::string& path, DWORD options = REG_OPTION_NON_VOLATILE) {
+    OwnedKey key;
+    RegCreateKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, options, MAXIMUM_ALLOWED, nullptr,
+                    key.receive(), nullptr);
+    return key;
+}
+
+// Makes a key that grants nobody the rights denied.
+inline void makeKeyWithout(REGSAM denied, const std::string& path) {
+    const std::string rules = "D:P(A;;" + std::to_string(KEY_ALL_ACCESS & ~denied) + ";;;WD)";
+    PSECURITY_DESCRIPTOR security = nullptr;
+    ConvertStringSecurityDescriptorToSecurityDescriptorA(rules.c_str(), SDDL_REVISION_1, &security,
+                                                         nullptr);
+    RegSetKeySecurity(makeKey(path).get(), DACL_SECURITY_INFORMATION, security);
+    LocalFree(security);
+}
+
+// data has its terminating zero, where there is to be one, inside.
+inline void putValue(const std::string& path, const char* name, DWORD type,
+                     const std::string& data) {
+    RegSetValueExA(makeKey(path).get(), name, 0, type, reinterpret_cast<const BYTE*>(data.data()),
+                   static_cast<DWORD>(data.size()));
+}
+
+using Values = std::set<std::tuple<std::string, DWORD, std::string>>;  // name, type, data
+inline Values valuesOf(const std::string& path) {
+    Values values;
+    OwnedKey key;
+    RegOpenKeyA(HKEY_LOCAL_MACHINE, path.c_str(), key.receive());
+    for (DWORD i = 0;; ++i) {
+        char name[300];
+        BYTE data[3000];
+        DWORD nameSize = sizeof name, size = sizeof data, type = 0;
+        if (RegEnumValueA(key.get(), i, name, &nameSize, nullptr, &type, data, &size))
+            return values;
+        values.emplace(name, type, std::string(data, data + size));
+    }
+}
+
+// Expects exactly these values.
+inline void expectValues(const std::string& path, const Values& expected) {
+    EXPECT_EQ(valuesOf(path), expected) << path;
+}
+
+inline bool keyExists(const std::string& path) {
+    OwnedKey key;
+    return RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, READ_CONTROL, key.receive()) == 0;
+}

@@ -1,0 +1,91 @@
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cstring>
+#include <string>
+#include <tuple>
+
+#include "services/command_builder.h"
+#include "services/registry.h"
+#include "services/text.h"
+
+namespace {
+
+int32_t formatBracketed(char* out, size_t size, const char* text) {
+    return formatText(out, size, "<%s>", text);
+}
+
+TEST(Text, ResultsAndBounds) {
+    using Call = int32_t (*)(char*, size_t, const char*);
+    // The last is what out holds afterwards; it holds "ab" before.
+    const std::tuple<Call, const char*, size_t, int32_t, const char*> cases[] = {
+        {copyText, "123", 4, TEXT_OK, "123"},
+        {copyText, "123", 3, TEXT_CUT, "12"},
+        {copyText, "123", 0, TEXT_INVALID, "ab"},
+        {copyText, "123", size_t{INT_MAX} + 1, TEXT_INVALID, "ab"},
+        {appendText, "12", 5, TEXT_OK, "ab12"},
+        {appendText, "12", 4, TEXT_CUT, "ab1"},
+        {appendText, "12", 2, TEXT_CUT, "a"},
+        {appendText, nullptr, 3, TEXT_OK, "ab"},
+        {formatBracketed, "12", 5, TEXT_OK, "<12>"},
+        {formatBracketed, "12", 4, TEXT_CUT, "<12"}};
+
+    for (const auto& [call, text, size, result, expected] : cases) {
+        char out[] = "ab\0######";
+        EXPECT_EQ(call(out, size, text), result) << expected;
+        EXPECT_STREQ(out, expected) << size;
+        EXPECT_EQ(out[result == TEXT_INVALID ? 3 : size + 1], '#') << expected;
+    }
+}
+
+TEST(Text, TrimmedCharacters) {
+    char text[] = "  x y  ";
+    EXPECT_STREQ(trimCharacters(text, " "), "x y");
+    EXPECT_STREQ(text, "  x y");  // the leading blanks stay
+    char blanks[] = "  ";
+    EXPECT_STREQ(trimCharacters(blanks, " "), "");
+}
+
+TEST(Text, CopyNameInAKeyPath) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"K\\$CurrentInstallationName$\\V", "K\\A\\V"},
+        {"K\\$DefaultInstallationName$", "K\\A"},
+        {"$DefaultInstallationName$\\$CurrentInstallationName$", "$DefaultInstallationName$\\A"},
+        {"$CurrentInstallationName$$CurrentInstallationName$", "A$CurrentInstallationName$"}};
+    char out[100];
+    for (const auto& [path, expected] : cases) {
+        EXPECT_EQ(substituteCopyName(path, "A", out, sizeof out), TEXT_OK);
+        EXPECT_STREQ(out, expected);
+        EXPECT_EQ(substituteCopyName(path, nullptr, out, sizeof out), TEXT_OK);
+        EXPECT_STREQ(out, path);
+    }
+    EXPECT_EQ(substituteCopyName("$CurrentInstallationName$", "long", out, 4), TEXT_CUT);
+}
+
+void markShortened(char* path, size_t size) {
+    copyText(path, size, ("<" + std::string(path) + ">").c_str());
+}
+
+TEST(CommandBuilder, ProgramPart) {
+    const std::string full(COMMAND_LINE_BYTES - 1, 'x');
+    const std::string program = std::string(COMMAND_LINE_BYTES - 7, 'x') + ".exe";
+    const std::pair<std::string, std::string> cases[] = {
+        {"regsvr32 /s /u \"C:\\a b\\x.dll\"", "regsvr32 /s /u \"C:\\a b\\x.dll\""},
+        {"c:\\a b\\t\\a.EXE -x", "\"c:\\a b\\t\\a.EXE\" -x"},
+        {"\"C:\\a b\\a.Com\" \"y z\"", "\"C:\\a b\\a.Com\" \"y z\""},
+        {"C:\\a b\\t.bat 1", "<C:\\a b\\t.bat> 1"},
+        {"C:\\a b\\t.CMD", "<C:\\a b\\t.CMD>"},
+        {"a.bat b.exe c", "\"a.bat b.exe\" c"},  // the first suffix of the list, not of the text
+        {full, full},
+        {program, '"' + program + '"'}};
+    char out[COMMAND_LINE_BYTES];
+    for (const auto& [command, expected] : cases) {
+        EXPECT_EQ(buildCommandLine(command.c_str(), markShortened, out, sizeof out), TEXT_OK);
+        EXPECT_EQ(out, expected);
+    }
+    for (const std::string& longer : {full + "x", "x" + program, program + " "}) {
+        EXPECT_EQ(buildCommandLine(longer.c_str(), markShortened, out, sizeof out), TEXT_CUT);
+    }
+}
+
+}  // namespace
