@@ -1,5 +1,7 @@
 #include "odbc/driver_removal.h"
 
+#include <utility>
+
 #include "odbc/odbc_installer_types.h"
 #include "odbc/system_odbc_installer.h"
 #include "odbc/trace.h"
@@ -33,23 +35,28 @@ void removeDataSource(const OdbcDriverSetup& setup, const char* name) {
 // Tells whether the removals of a driver come to an end.
 class RemovalProgress {
   public:
-    // Call after each removal, with the usage count that the installer gave (or its old value, when
-    // it gave none) and the one in the driver's key before the removal. True when a long row of
+    explicit RemovalProgress(DWORD keyCount) : keyCount_(keyCount) {}
+
+    // Call after each removal that left the key, with the usage count that the key then holds and
+    // the last one that the installer gave; MAXDWORD stands for none. True when a long row of
     // removals has lowered neither: the driver cannot be removed, and trying again would never end.
-    bool stalled(DWORD installerCount, DWORD keyCount) {
-        const bool lowered = installerCount < installerCount_ || keyCount < keyCount_;
-        if (installerCount < installerCount_) installerCount_ = installerCount;
-        if (keyCount < keyCount_) keyCount_ = keyCount;
-        roundsInARow_ = lowered ? 0 : roundsInARow_ + 1;
+    bool stalled(DWORD keyCount, DWORD installerCount) {
+        const bool inKey = lower(keyCount, keyCount_);
+        const bool atInstaller = lower(installerCount, installerCount_);
+        roundsInARow_ = inKey || atInstaller ? 0 : roundsInARow_ + 1;
         return roundsInARow_ >= MOST_ROUNDS;
     }
 
-    DWORD installerCount() const { return installerCount_; }
-
   private:
+    // The first count that is known tells nothing yet.
+    static bool lower(DWORD count, DWORD& lowest) {
+        if (count >= lowest) return false;
+        return std::exchange(lowest, count) != MAXDWORD;
+    }
+
     static constexpr unsigned MOST_ROUNDS = 100;
+    DWORD keyCount_;
     DWORD installerCount_ = MAXDWORD;
-    DWORD keyCount_ = MAXDWORD;
     unsigned roundsInARow_ = 0;
 };
 
@@ -131,20 +138,20 @@ int32_t RemoveDriverEntries(const OdbcDriverSetup* setup, const char* driverName
         TEXT_OK) {
         return result;  // a driver of such a name cannot have been installed
     }
-    RemovalProgress progress;
-    for (;;) {
-        DWORD keyCount = 0;
-        if (!readUsageCount(driverKey, &keyCount)) {
-            trace.text(10, "ODBC_DRIVER_NOT_REGISTERED");
-            result = 0;
-            return result;
-        }
-        DWORD installerCount = progress.installerCount();
+    DWORD keyCount = 0;
+    DWORD installerCount = MAXDWORD;
+    bool registered = readUsageCount(driverKey, &keyCount);
+    RemovalProgress progress(keyCount);
+    while (registered) {
         result = removeOnce(driverName, &installerCount, trace);
         if (!removeAll) return result;
-        if (progress.stalled(installerCount, keyCount)) {
+        registered = readUsageCount(driverKey, &keyCount);
+        if (registered && progress.stalled(keyCount, installerCount)) {
             result = ODBC_SETUP_FAILED;
             return result;
         }
     }
+    trace.text(10, "ODBC_DRIVER_NOT_REGISTERED");
+    result = 0;
+    return result;
 }
