@@ -24,12 +24,16 @@ struct RawValue {
     BYTE data[CAPACITY + 2] = {};
 };
 
-bool readTimeout(const char* keyPath, RawValue& value) {
+// Returns the system's result; a failure is traced.
+LSTATUS readTimeout(const char* keyPath, RawValue& value, const Trace& trace) {
     OwnedKey key;
-    return RegOpenKeyExA(HKEY_LOCAL_MACHINE, keyPath, 0, KEY_QUERY_VALUE, key.receive()) ==
-               ERROR_SUCCESS &&
-           RegQueryValueExA(key.get(), TIMEOUT_VALUE, nullptr, &value.type, value.data,
-                            &value.size) == ERROR_SUCCESS;
+    LSTATUS status = RegOpenKeyExA(HKEY_LOCAL_MACHINE, keyPath, 0, KEY_QUERY_VALUE, key.receive());
+    if (status == ERROR_SUCCESS) {
+        status = RegQueryValueExA(key.get(), TIMEOUT_VALUE, nullptr, &value.type, value.data,
+                                  &value.size);
+    }
+    if (status != ERROR_SUCCESS) trace.error(10, status);
+    return status;
 }
 
 void traceSystemError(const Trace& trace, LSTATUS status) {
@@ -65,10 +69,10 @@ int32_t writeValueAt(const char* keyPath, const char* name, DWORD type, const vo
 
 void saveTimeout(const char* driverKey, const Trace& trace) {
     RawValue timeout;
-    if (!readTimeout(driverKey, timeout)) return;
+    if (readTimeout(driverKey, timeout, trace) != ERROR_SUCCESS) return;
     if (writeValueAt(SAVED_TIMEOUT_KEY, TIMEOUT_VALUE, timeout.type, timeout.data, timeout.size) !=
         0) {
-        trace.text(10, SAVED_TIMEOUT_KEY);
+        trace.text(20, SAVED_TIMEOUT_KEY);
     }
 }
 
@@ -142,7 +146,8 @@ int32_t RestoreConnectionTimeout(const OdbcDriverSetup* setup) {
     const Trace trace(TRACE_RESTORE_TIMEOUT, &result);
     char driverKey[261];
     RawValue timeout;
-    if (buildDriverKeyPath(*setup, driverKey) && readTimeout(SAVED_TIMEOUT_KEY, timeout)) {
+    if (buildDriverKeyPath(*setup, driverKey) &&
+        readTimeout(SAVED_TIMEOUT_KEY, timeout, trace) == ERROR_SUCCESS) {
         result = writeValueAt(driverKey, TIMEOUT_VALUE, timeout.type, timeout.data, timeout.size);
     }
     HKEY saved = nullptr;
