@@ -83,8 +83,8 @@ class Machine:
             shutil.copy(self.build / "standins" / file, folder / "bin")
         return f"C:\\zelk\\{self.preset}\\{name}"
 
-    def asked(self, tool="zelkswtch"):
-        file = self.path(self.default) / "bin" / f"{tool}.asked"
+    def asked(self, tool="zelkswtch", folder=None):
+        file = self.path(folder or self.default) / "bin" / f"{tool}.asked"
         return file.read_text().splitlines() if file.exists() else []
 
     # Programs --------------------------------------------------------------------------------
