@@ -151,7 +151,7 @@ size_t formatMessage(char* out, size_t size, const char* format, const char* con
         position = conversion.end;
     }
     out[used] = '\0';
-    const bool cut = *position != '\0';
-    if (cut && used > 0 && format[strlen(format) - 1] == '\n') out[used - 1] = '\n';
+    // In a full buffer the line end is there already or was cut, perhaps with what came before it.
+    if (used + 1 == size && format[strlen(format) - 1] == '\n') out[used - 1] = '\n';
     return used;
 }
