@@ -15,6 +15,6 @@ void refuse(ExitCode code, unsigned messageId, const char* argument) {
 void endWithError(ExitCode code) {
     sayVerboseLiteral("Exiting with error code %s\n", Decimal(code).text);
     closeRunLog();
-    if (pauseBeforeExit) system("pause");
+    if (pauseBeforeExit) system("pause");  // NOLINT(cert-env33-c): the whole command is fixed
     exit(code);
 }

@@ -23,7 +23,7 @@ void removeDataSource(const OdbcDriverSetup& setup, const char* name) {
                                                  attributes)) {
         return;
     }
-    result = ODBC_SETUP_FAILED;
+    result = ODBC_SETUP_FAILED;  // cppcheck-suppress unreadVariable ; the trace reads it
     DWORD code = 0;
     char message[514] = {};
     constexpr WORD MESSAGE_SIZE = 513;

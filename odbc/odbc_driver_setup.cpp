@@ -16,12 +16,8 @@ OwnedModule library;
 
 }  // namespace
 
-OdbcDriverSetup::OdbcDriverSetup() : failed(0) {
+OdbcDriverSetup::OdbcDriverSetup() {
     const Trace trace(TRACE_CONSTRUCT, &failed);
-    installDir[0] = '\0';
-    binDir[0] = '\0';
-    description[0] = '\0';
-    attributes[0] = '\0';
     library.reset(LoadLibraryA(ODBC_INSTALLER_LIBRARY));
     if (!library) failed = 1;
 }

@@ -31,15 +31,18 @@ class OdbcDriverSetup {
         return findFunction<Function>(installerLibrary(), name);
     }
 
-    char installDir[261];   // without a trailing backslash
-    char binDir[261];       // installDir + "\BIN"
-    char description[294];  // the name under which the driver is registered
-    char attributes[344];   // see odbc/attribute_list.h
-    int32_t failed;         // 1: no installer library, or no install directory. Told, never used:
-                            // whoever needs a function notices that it is missing
+    char installDir[261] = "";   // without a trailing backslash
+    char binDir[261] = "";       // installDir + "\BIN"
+    char description[294] = "";  // the name under which the driver is registered
+    char attributes[344] = "";   // see odbc/attribute_list.h
+    // 1: no installer library, or no install directory. Told, never used: whoever needs a function
+    // notices that it is missing.
+    int32_t failed = 0;
 
     // Free only for create and dispose of services/owners.h.
     OdbcDriverSetup();
+    OdbcDriverSetup(const OdbcDriverSetup&) = delete;
+    OdbcDriverSetup& operator=(const OdbcDriverSetup&) = delete;
     ~OdbcDriverSetup();
 
   private:

@@ -38,14 +38,15 @@ int32_t buildCommandLine(const char* command, ShortenPath shorten, char* out, si
     if (!rest) return copyText(out, size, command);
 
     const auto length = static_cast<int>(rest - command);
-    int32_t result;
-    if (isBatch(suffix)) {
-        result = formatText(out, size, "%.*s", length, command);
-        if (result == TEXT_OK) shorten(out, size);
-    } else {
-        const char* quote = *command == '"' ? "" : "\"";
-        result = formatText(out, size, "%s%.*s\"", quote, length, command);
-        if (*rest == '"') ++rest;
+    const bool batch = isBatch(suffix);
+    const char* quote = batch ? "" : "\"";
+    const int32_t result =
+        formatText(out, size, "%s%.*s%s", *command == '"' ? "" : quote, length, command, quote);
+    if (result != TEXT_OK) return result;
+    if (batch) {
+        shorten(out, size);
+    } else if (*rest == '"') {
+        ++rest;
     }
-    return result == TEXT_OK ? appendText(out, size, rest) : result;
+    return appendText(out, size, rest);
 }

@@ -27,6 +27,7 @@ bool findDocumentsFolder(char (&folder)[261]) {
 
 void formatLogTime(const tm& time, char* out, size_t size) {
     constexpr size_t DAY = 8;
+    // cppcheck-suppress asctimeCalled ; its form is the form of the logs' names
     const char* text = asctime(&time);
     copyText(out, size, text ? text : "");
     out[strcspn(out, "\n")] = '\0';

@@ -12,6 +12,8 @@ class Owner {
   public:
     Owner() = default;
     explicit Owner(Value value) : value_(value) {}
+    Owner(const Owner&) = delete;
+    Owner& operator=(const Owner&) = delete;
     Owner(Owner&& other) noexcept : value_(other.release()) {}
     Owner& operator=(Owner&& other) noexcept {
         reset(other.release());

@@ -59,7 +59,7 @@ class ProcessRunner {
     const char* standardOutput() const { return stdoutText.get(); }
     const char* standardError() const { return stderrText.get(); }
 
-    static constexpr size_t CAPTURE_BYTES = 16u << 20;
+    static constexpr size_t CAPTURE_BYTES = 16U << 20;
     static constexpr DWORD IDLE_PATIENCE = 2000;  // milliseconds with nothing to read
     static constexpr DWORD LAST_WORDS = 30000;    // milliseconds in all
 

@@ -160,10 +160,6 @@ ZELKiCopyNameRegistry::ZELKiCopyNameRegistry(HKEY root, const char* path, bool c
     }
 }
 
-ZELKiCopyNameRegistry::~ZELKiCopyNameRegistry() {
-    Close();
-}
-
 uint32_t ZELKiCopyNameRegistry::Open(HKEY root, const char* path, const char* copyName,
                                      REGSAM access) {
     char full[PATH_BYTES];

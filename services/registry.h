@@ -82,7 +82,7 @@ class ZELKiCopyNameRegistry : public ZELKiRegistry {
     // Creates (with access and REGISTRY_WRITE) or opens the key. IsOpen tells whether it worked.
     ZELKiCopyNameRegistry(HKEY root, const char* path, bool create, const char* copyName,
                           REGSAM access, uint32_t options);
-    ~ZELKiCopyNameRegistry() override;
+    ~ZELKiCopyNameRegistry() override = default;
 
     using ZELKiRegistry::Create;
     using ZELKiRegistry::DeleteKeyTree;

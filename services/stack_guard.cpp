@@ -11,6 +11,7 @@
 
 extern "C" {
 
+// NOLINTBEGIN(bugprone-reserved-identifier): the compiler chose the names
 uintptr_t __stack_chk_guard;
 
 [[noreturn]] void __stack_chk_fail() {
@@ -18,18 +19,19 @@ uintptr_t __stack_chk_guard;
     TerminateProcess(GetCurrentProcess(), STACK_BUFFER_OVERRUN);
     __builtin_unreachable();
 }
+// NOLINTEND(bugprone-reserved-identifier)
 
 }  // extern "C"
 
 namespace {
 
 // Before any other constructor, and not itself protected: the guard changes while it runs.
-[[gnu::constructor(101), gnu::optimize("no-stack-protector")]] void mixStackGuard() {
+[[gnu::constructor(101), gnu::no_stack_protector]] void mixStackGuard() {
     LARGE_INTEGER counter = {};
     QueryPerformanceCounter(&counter);
     FILETIME time = {};
     GetSystemTimeAsFileTime(&time);
-    uint64_t mixed = static_cast<uint64_t>(counter.QuadPart);
+    auto mixed = static_cast<uint64_t>(counter.QuadPart);
     for (const uint64_t part : {(uint64_t{time.dwHighDateTime} << 32) | time.dwLowDateTime,
                                 (uint64_t{GetCurrentProcessId()} << 32) | GetCurrentThreadId(),
                                 static_cast<uint64_t>(reinterpret_cast<uintptr_t>(&counter))}) {

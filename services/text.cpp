@@ -31,7 +31,7 @@ int32_t appendText(char* out, size_t size, const char* text) {
 
 int32_t formatText(char* out, size_t size, const char* format, ...) {
     if (!isUsableSize(size)) return TEXT_INVALID;
-    va_list arguments;
+    va_list arguments;  // NOLINT(cppcoreguidelines-init-variables): a type without a value
     va_start(arguments, format);
     const int length = vsnprintf(out, size, format, arguments);
     va_end(arguments);

@@ -12,7 +12,7 @@ constexpr int32_t TEXT_INVALID = static_cast<int32_t>(0x80070057);  // size is 0
 constexpr int32_t TEXT_CUT = static_cast<int32_t>(0x8007007A);      // the text did not fit
 
 // printf-style checks of the arguments where the compiler offers them.
-#if defined(__MINGW32__)
+#if defined(__MINGW32__) && !defined(__clang__)
 #define ZELK_PRINTF(text, first) __attribute__((format(gnu_printf, text, first)))
 #elif defined(__GNUC__)
 #define ZELK_PRINTF(text, first) __attribute__((format(printf, text, first)))
