@@ -2,6 +2,7 @@
 # shellcheck shell=bash
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+# shellcheck disable=SC2034  # the scripts that source this use it
 wine="$root/scripts/wine.sh"
 
 say() { printf '\n== %s\n' "$*"; }
@@ -30,4 +31,18 @@ lay_package() {
     mkdir -p "$2"
     cp -r "$root/build/$1/package/." "$2/"
     cp "$root/build/$1/standins/"{orvanedazelk.dll,zelknmpcfg.exe,zelkswtch.exe,zelkcli.dll,zelkodbc.dll} "$2/bin/"
+}
+
+# test_case CLASS NAME STATUS: one result in the form of write_report; any STATUS but 0 is a failure.
+test_case() {
+    local failure=
+    [ "$3" = 0 ] || failure='<failure/>'
+    printf '<testcase classname="%s" name="%s">%s</testcase>' "$1" "$2" "$failure"
+}
+
+# write_report NAME CASES: writes a JUnit report for scripts/count-tests.py.
+write_report() {
+    mkdir -p "$root/build/reports"
+    printf '<testsuites><testsuite name="%s">%s</testsuite></testsuites>\n' "$1" "$2" \
+        >"$root/build/reports/$1.xml"
 }

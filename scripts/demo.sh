@@ -27,6 +27,7 @@ prepare() {
     [ -e "$WINEPREFIX/.made" ] || printf 'making a Wine prefix ...\n'
     "$wine" || die "Wine could not make a prefix in build/demo"
     lay_package x64 "$folder"
+    # shellcheck disable=SC1003  # the backslash ends a path
     # The package's .NET step runs only where the .NET Framework is installed.
     "$wine" reg add 'HKLM\SOFTWARE\Microsoft\.NETFramework' /v InstallRoot /t REG_SZ \
         /d 'C:\windows\Microsoft.NET\Framework64\' /f /reg:64 >/dev/null

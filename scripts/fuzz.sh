@@ -14,8 +14,7 @@ if [[ "${1:-}" =~ ^[0-9]+$ ]]; then
 fi
 fuzz="$root/build/fuzz"
 seeds="$root/tests/fuzz/corpus"
-report="$root/build/reports/fuzz.xml"
-mkdir -p "$fuzz/found" "$(dirname "$report")"
+mkdir -p "$fuzz/found"
 targets=("$@")
 [ $# -gt 0 ] || mapfile -t targets < <(ls "$seeds")
 for target in "${targets[@]}"; do [ -d "$seeds/$target" ] || die "there is no target $target"; done
@@ -27,29 +26,25 @@ if ! { cmake -G Ninja -S "$root/tests/fuzz" -B "$fuzz" -DCMAKE_CXX_COMPILER=clan
     die "the fuzz targets cannot be built"
 fi
 
-# run TARGET: leaves its result as a test case of the report.
+# run TARGET: leaves its result as a test case.
 run() {
-    local target=$1 outcome=
+    local target=$1 status=0
     mkdir -p "$fuzz/corpus/$target"
-    rm -f "$fuzz/$target.xml"
-    if ! "$fuzz/$target" -max_total_time="$seconds" -max_len=600 -timeout=10 -use_value_profile=1 \
+    "$fuzz/$target" -max_total_time="$seconds" -max_len=600 -timeout=10 -use_value_profile=1 \
         -artifact_prefix="$fuzz/found/$target-" "$fuzz/corpus/$target" "$seeds/$target" \
-        >"$fuzz/$target.log" 2>&1; then
-        outcome='<failure message="see build/fuzz/found"/>'
+        >"$fuzz/$target.log" 2>&1 || status=1
+    [ $status = 0 ] ||
         grep -aE 'does not hold|runtime error|ERROR: |Test unit written' "$fuzz/$target.log" >&2 || true
-    fi
-    printf '<testcase classname="fuzz" name="%s">%s</testcase>\n' "$target" "$outcome" >"$fuzz/$target.xml"
+    test_case fuzz "$target" $status >"$fuzz/$target.case"
     printf '%s: %s\n' "$target" "$(grep -aE '^Done ' "$fuzz/$target.log" || echo FAILED)"
 }
 
+rm -f "$fuzz"/*.case
 for target in "${targets[@]}"; do
     while [ "$(jobs -rp | wc -l)" -ge 2 ]; do wait -n; done
     run "$target" &
 done
 wait
-{
-    echo '<testsuites><testsuite name="fuzz">'
-    for target in "${targets[@]}"; do cat "$fuzz/$target.xml"; done
-    echo '</testsuite></testsuites>'
-} >"$report"
-! grep -q '<failure' "$report"
+cases=$(for target in "${targets[@]}"; do cat "$fuzz/$target.case"; done)
+write_report fuzz "$cases"
+[[ "$cases" != *'<failure/>'* ]]

@@ -7,7 +7,7 @@ set -euo pipefail
 
 packages=(cmake ninja-build googletest git python3 python3-pytest python3-pefile
     g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix
-    clang clang-format clang-tidy cppcheck libclang-rt-14-dev locales util-linux zip unzip)
+    clang clang-format clang-tidy cppcheck shellcheck libclang-rt-14-dev locales util-linux zip unzip)
 wine_packages=(wine wine64)
 
 say() { printf 'setup: %s\n' "$*"; }
@@ -69,13 +69,13 @@ install_wine() {
         die "Wine cannot be installed"
 }
 
-wanted=$(missing "${packages[@]}")
+mapfile -t wanted < <(missing "${packages[@]}")
 wine_wanted=$(missing "${wine_packages[@]}")
 wine32_wanted=$(missing wine32:i386)
 # Once refused, it is not tried again and again: only scripts/setup.sh --retry-wine32 does.
 refused=/var/tmp/zelkpmreg-no-wine32
 if [ "${1:-}" != --retry-wine32 ] && [ -e "$refused" ]; then wine32_wanted=; fi
-[ -n "$wanted$wine_wanted$wine32_wanted" ] || exit 0
+[ -n "${wanted[*]}$wine_wanted$wine32_wanted" ] || exit 0
 
 lists=()
 if [ -n "$wine_wanted$wine32_wanted" ]; then
@@ -86,10 +86,10 @@ if [ -n "$wine_wanted$wine32_wanted" ]; then
     install_wine "$own"
     [ -z "$(missing wine32:i386)" ] || touch "$refused"
 fi
-if [ -n "$wanted" ]; then
+if [ ${#wanted[@]} -gt 0 ]; then
     lists=()
-    say "installing" $wanted
+    say "installing ${wanted[*]}"
     apt update >/dev/null 2>&1 || say "some package lists could not be fetched; going on with the others"
-    apt install -y --no-install-recommends $wanted >/dev/null 2>&1 || die "the packages above cannot be installed"
+    apt install -y --no-install-recommends "${wanted[@]}" >/dev/null 2>&1 || die "the packages above cannot be installed"
 fi
 say "done"
