@@ -1,6 +1,7 @@
 # Builds msg/<locale>/zelkpmreg.rc into package/msg/<locale>/zelkpmreg.dll: resources alone, no
 # code, no entry point, no imports. A process loads libraries of its own bitness only, so every
-# preset builds its own set.
+# preset builds its own set. Left to itself the linker makes a library's base address out of the
+# path that it is built at, and equal sources would give other bytes in another folder.
 function(zelk_message_library locale)
     set(source ${CMAKE_SOURCE_DIR}/msg/${locale}/zelkpmreg.rc)
     set(object ${CMAKE_CURRENT_BINARY_DIR}/msg/${locale}.o)
@@ -10,7 +11,8 @@ function(zelk_message_library locale)
         OUTPUT ${library}
         COMMAND ${CMAKE_RC_COMPILER} -c 65001 -O coff ${source} -o ${object}
         COMMAND ${CMAKE_C_COMPILER} -shared -nostdlib -s -Wl,--entry=0 -Wl,--no-insert-timestamp
-                -Wl,--dynamicbase -Wl,--nxcompat ${object} -o ${library}
+                -Wl,--dynamicbase -Wl,--nxcompat -Wl,--disable-auto-image-base ${object}
+                -o ${library}
         DEPENDS ${source} ${CMAKE_SOURCE_DIR}/msg/message_ids.h
         WORKING_DIRECTORY ${CMAKE_SOURCE_DIR}/msg/${locale}
         COMMENT "Building message library ${locale}"
