@@ -186,9 +186,12 @@ class TracedMachine:
 
     def run(self, program, *arguments, terminal=False):
         """Runs a program of the copy with its output into a pipe, or on a terminal."""
+        return self.run_command(program, [f"{self.folder}bin\\{program}", *arguments], terminal)
+
+    def run_command(self, program, command, terminal=False):
         start = self.trace.stat().st_size
-        command = [self.loader, f"{self.folder}bin\\{program}", *map(str, arguments)]
-        code, output = (on_terminal if terminal else into_pipe)(command, self.environment)
+        code, output = (on_terminal if terminal else into_pipe)([self.loader, *command],
+                                                                self.environment)
         for _ in range(100):  # the server's last lines come when the program has gone
             with open(self.trace, "rb") as file:
                 file.seek(start)
