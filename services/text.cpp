@@ -16,7 +16,8 @@ bool isUsableSize(size_t size) {
 
 int32_t copyText(char* out, size_t size, const char* text) {
     if (!isUsableSize(size)) return TEXT_INVALID;
-    const size_t length = text ? strlen(text) : 0;
+    if (!text) text = "";
+    const size_t length = strlen(text);
     const size_t kept = length < size ? length : size - 1;
     memmove(out, text, kept);
     out[kept] = '\0';

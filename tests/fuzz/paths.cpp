@@ -54,6 +54,7 @@ void checkTrimming(const std::string& text, const std::string& set) {
 
 void checkBounds(const std::string& first, const std::string& second, size_t size) {
     const Room room(size);
+    copyText(room.get(), size, nullptr);
     if (copyText(room.get(), size, first.c_str()) == TEXT_INVALID) {
         DEMAND(size == 0);
         return;
