@@ -1,5 +1,8 @@
 #!/usr/bin/env bash
-# Sets up, builds both bitnesses and passes all tests. The last line counts them.
+# Sets up, builds and passes all tests. The last line counts them.
+#   scripts/test.sh             both bitnesses, the sources and the fuzzer; what CI runs
+#   scripts/test.sh --PRESET    the C++ and whole-program tests of one build, --ubsan say
+# ZELK_FUZZ_SECONDS is the time that each fuzz target gets (20).
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
@@ -9,40 +12,80 @@ export WINEPREFIX="$root/build/wine"
 stop_server() { wineserver -k 2>/dev/null || true; }
 trap stop_server EXIT
 
-say "Setting up"
-"$root/scripts/setup.sh"
-presets=(x64 x86)
-has_wine32 || {
-    presets=(x64)
-    printf 'NOT RUN: the 32-bit programs are built, but 32-bit Wine cannot be had on this machine\n'
+case "${1:-}" in
+    "")
+        presets=(x64 x86)
+        lanes=(cpp_tests python_tests lint fuzz)
+        ;;
+    --*)
+        presets=("${1#--}")
+        lanes=(cpp_tests python_tests)
+        ;;
+    *) die "there is no option $1" ;;
+esac
+
+build_all() {
+    local preset
+    say "Building"
+    for preset in "${presets[@]}"; do build "$preset" -DZELK_WERROR=ON; done
+    rm -rf "$reports"
+    mkdir -p "$reports"
 }
 
-say "Building"
-build x64 -DZELK_WERROR=ON
-build x86 -DZELK_WERROR=ON
-rm -rf "$reports"
-mkdir -p "$reports"
-
 # A change of the Wine package, or a prefix that was left half made, must not decide a test.
-say "Starting Wine"
-export ZELK_HOLDER="$root/build/x64/standins/holder.exe"
-stop_server
-"$wine" || die "Wine could not make a prefix in build/wine"
+start_wine() {
+    say "Starting Wine"
+    export ZELK_HOLDER="$root/build/${presets[0]}/standins/holder.exe"
+    stop_server
+    "$wine" || die "Wine could not make a prefix in build/wine"
+}
 
-for preset in "${presets[@]}"; do
-    for program in unit_tests module_tests; do
-        say "$program, $preset"
-        (cd "$root/build/$preset/tests" && "$wine" "./$program.exe" --gtest_brief=1 \
-            --gtest_output="xml:$program.xml") || true
-        mv "$root/build/$preset/tests/$program.xml" "$reports/$preset-$program.xml" ||
-            die "$program of $preset did not come to its end"
+# A report that is missing means that a program crashed or hung before it could write it.
+cpp_tests() {
+    local preset program
+    for preset in "${presets[@]}"; do
+        for program in unit_tests module_tests; do
+            say "$program, $preset"
+            if [ "$preset" = x86 ] && ! has_wine32; then
+                printf 'NOT RUN: 32-bit Wine cannot be had on this machine\n'
+                continue
+            fi
+            (cd "$root/build/$preset/tests" && "$wine" "./$program.exe" --gtest_brief=1 \
+                --gtest_output="xml:$program.xml") || true
+            mv "$root/build/$preset/tests/$program.xml" "$reports/$preset-$program.xml" ||
+                die "$program of $preset did not come to its end"
+        done
     done
-done
+}
 
-say "The whole program, and what goes with it"
-(cd "$root" && /usr/bin/python3 -m pytest -q -p no:cacheprovider --junitxml="$reports/program.xml" \
-    tests) || true
-[ -s "$reports/program.xml" ] || die "the whole-program tests did not come to their end"
+python_tests() {
+    say "The whole program, and what goes with it"
+    (cd "$root" && ZELK_PRESETS="${presets[*]}" /usr/bin/python3 -m pytest -q -p no:cacheprovider \
+        --junitxml="$reports/program.xml" tests) || true
+    [ -s "$reports/program.xml" ] || die "the whole-program tests did not come to their end"
+}
+
+lint() {
+    say "Sources"
+    "$root/scripts/lint.sh" || true
+    [ -s "$reports/lint.xml" ] || die "the sources were not checked to the end"
+}
+
+fuzz() {
+    say "Fuzzing"
+    "$root/scripts/fuzz.sh" "${ZELK_FUZZ_SECONDS:-20}" || true
+    [ -s "$reports/fuzz.xml" ] || die "the fuzzer did not come to its end"
+}
+
+say "Setting up"
+"$root/scripts/setup.sh"
+build_all
+start_wine
+for lane in "${lanes[@]}"; do
+    started=$SECONDS
+    "$lane"
+    printf '(%s: %s seconds)\n' "$lane" $((SECONDS - started))
+done
 
 say "Result"
 /usr/bin/python3 "$root/scripts/count-tests.py" "$reports"/*.xml

@@ -136,7 +136,7 @@ class Machine:
 
     def set(self, key, name="", text="", kind="REG_SZ"):
         """Writes one value with the registry tool of Windows; its view is the program's."""
-        view = "/reg:64" if self.preset == "x64" else "/reg:32"
+        view = "/reg:32" if self.preset == "x86" else "/reg:64"
         value = ["/v", name, "/t", kind, "/d", text] if name else []
         self.wine("reg", "add", f"HKLM\\{key}", *value, "/f", view, check=True)
 
