@@ -11,7 +11,8 @@ endif()
 # For the product alone; whatever links it needs the counters' library.
 function(zelk_instrumentation target)
     if(ZELK_COVERAGE)
-        target_compile_options(${target} PRIVATE --coverage)
+        # The process runner has threads, and their counts must not be lost.
+        target_compile_options(${target} PRIVATE --coverage -fprofile-update=atomic)
         target_link_options(${target} PUBLIC --coverage)
     endif()
 endfunction()

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what building and testing need on Debian 12, and nothing when it is there already.
-#   scripts/setup.sh          for building, the demo and the tests
+#   scripts/setup.sh                       for building, the demo and the tests
+#   scripts/setup.sh --also PACKAGE...     these Debian packages too
 # 32-bit Wine is wanted, but not at any price: where Debian's package lists do not allow it, the
 # 32-bit programs are built and not run, and the scripts say so.
 set -euo pipefail
@@ -9,6 +10,10 @@ packages=(cmake ninja-build googletest git python3 python3-pytest python3-pefile
     g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix
     clang clang-format clang-tidy cppcheck shellcheck libclang-rt-14-dev locales util-linux zip unzip)
 wine_packages=(wine wine64)
+if [ "${1:-}" = --also ]; then
+    shift
+    packages+=("$@")
+fi
 
 say() { printf 'setup: %s\n' "$*"; }
 die() { printf 'setup: %s\n' "$*" >&2; exit 1; }
