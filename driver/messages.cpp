@@ -4,8 +4,8 @@
 
 #include <cstring>
 
-#include "driver/message_format.h"
 #include "driver/run_settings.h"
+#include "services/message_format.h"
 #include "services/text.h"
 
 HMODULE messageModule;

@@ -1,8 +1,8 @@
 #include "odbc/system_odbc_installer.h"
 
-#include "driver/message_format.h"
 #include "odbc/odbc_driver_setup.h"
 #include "odbc/odbc_installer_types.h"
+#include "services/message_format.h"
 #include "services/system_library.h"
 
 namespace {

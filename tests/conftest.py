@@ -10,8 +10,8 @@ from pathlib import Path
 import pytest
 
 ROOT = Path(__file__).resolve().parents[1]
-sys.path.insert(0, str(ROOT / "tests" / "messages"))
-import message_sources  # noqa: E402
+sys.path.insert(0, str(ROOT / "msg"))
+import check_sources  # noqa: E402
 
 PREFIX = Path(os.environ.get("ZELK_TEST_PREFIX", ROOT / "build" / "wine"))
 DRIVE = PREFIX / "drive_c"
@@ -25,7 +25,7 @@ XA = r"SOFTWARE\Microsoft\MSDTC\XADLL"
 # All that a run may touch; a test begins without them and compares them.
 TOUCHED = [r"SOFTWARE\Orvane", r"SOFTWARE\ODBC", r"SOFTWARE\Microsoft\MSDTC", PROVIDER, DOTNET]
 NAMES = ["MYCOPY", "OTHER", "ORVDBCL1"]
-ENGLISH = dict(message_sources.texts(ROOT / "msg" / "en_US" / "zelkpmreg.rc"))
+ENGLISH = dict(check_sources.texts(ROOT / "msg" / "en_US" / "zelkpmreg.rc"))
 
 
 def message(name, *arguments):

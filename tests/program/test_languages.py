@@ -4,7 +4,7 @@ import pty
 import re
 import subprocess
 
-import message_sources
+import check_sources
 import pytest
 from conftest import PREFIX, ROOT, system
 
@@ -17,14 +17,14 @@ RU ru_ru ru_RU  HR hr_hr hr_HR  SK sk_sk sk_SK  SE sv_se sv_SE  TR tr_tr tr_TR  
 TW Zh_tw zh_TW  FR fr_fr fr_FR  BR pt_br pt_BR  CN zh_cn zh_CN  PT pt_pt pt_PT
 """.split()
 LANGUAGES = list(zip(*[iter(LANGUAGES)] * 3))
-IDS = message_sources.ids(ROOT / "msg")
+IDS = check_sources.ids(ROOT / "msg")
 
 
 def source(locale):
     """(code page, texts) of a locale folder as it is named in the source tree."""
     locale = {"en_us": "en_US"}.get(locale, locale)
-    texts = message_sources.texts(ROOT / "msg" / locale / "zelkpmreg.rc")
-    return f"cp{message_sources.LOCALES[locale][1]}", dict(texts)
+    texts = check_sources.texts(ROOT / "msg" / locale / "zelkpmreg.rc")
+    return f"cp{check_sources.LOCALES[locale][1]}", dict(texts)
 
 
 @pytest.mark.parametrize("code, locale, name", LANGUAGES, ids=[row[1] for row in LANGUAGES])

@@ -1,7 +1,7 @@
 // A system of the fuzzer's choice.
 #include "services/system_locale.h"
 
-#include "tests/fuzz/fuzz.h"
+#include "fuzz/fuzz.h"
 
 bool twoByteCodePage;
 uint16_t languageOfTheSystem;

@@ -1,7 +1,7 @@
 // Lines: the size of the output; the format, with a line end if the third line says so; the third
 // line; up to three arguments.
-#include "driver/message_format.h"
-#include "tests/fuzz/fuzz.h"
+#include "fuzz/fuzz.h"
+#include "services/message_format.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // Lines: a language id; a column; a code.
 #include "driver/language.h"
 
-#include "tests/fuzz/fuzz.h"
+#include "fuzz/fuzz.h"
 
 namespace {
 

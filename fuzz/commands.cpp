@@ -1,7 +1,7 @@
 // Lines: a command; a size.
+#include "fuzz/fuzz.h"
 #include "services/command_builder.h"
 #include "services/text.h"
-#include "tests/fuzz/fuzz.h"
 
 namespace {
 

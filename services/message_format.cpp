@@ -1,4 +1,4 @@
-#include "driver/message_format.h"
+#include "services/message_format.h"
 
 #include <algorithm>
 #include <cstdio>

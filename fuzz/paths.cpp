@@ -1,8 +1,8 @@
 // Lines: a path; a text to trim; the characters to trim; a size.
 #include "services/path.h"
 
+#include "fuzz/fuzz.h"
 #include "services/text.h"
-#include "tests/fuzz/fuzz.h"
 
 namespace {
 

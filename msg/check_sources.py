@@ -95,7 +95,7 @@ def faults(msg, locale):
 
 if __name__ == "__main__":
     import sys
-    folder = Path(__file__).resolve().parents[2] / "msg"
+    folder = Path(__file__).resolve().parent
     wrong = [f for locale in (sys.argv[1:] or LOCALES) for f in faults(folder, locale)]
     print("\n".join(wrong) or "no fault")
     sys.exit(bool(wrong))

@@ -1,7 +1,7 @@
 // Lines: the arguments.
 #include "driver/command_line.h"
 #include "driver/run_settings.h"
-#include "tests/fuzz/fuzz.h"
+#include "fuzz/fuzz.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // Lines: an install directory.
 #include "odbc/attribute_list.h"
 
+#include "fuzz/fuzz.h"
 #include "services/path.h"
-#include "tests/fuzz/fuzz.h"
 
 namespace {
 
