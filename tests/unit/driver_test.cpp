@@ -126,7 +126,7 @@ TEST(MessageFormat, Conversions) {
         {"[%-4s|%3s]", "[one | %d]"},
         {"%.2s", "on"},
         {"%d %5u %x %ld %I64d %.2f", "0     0 0 0 0 0.00"},
-        {"a%nb%hnc", "abc"},
+        {"a%nb%hn%s", "ab(null)"},
         {"%*d|%.*s|%s", "0||(null)"},
         {"%*s", "%d"},
         {"%-+ #0-+ #0-+ #0d|%c", "+0|"},
