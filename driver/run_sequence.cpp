@@ -17,8 +17,8 @@
 #include "registration/dotnet_configuration.h"
 #include "registration/oledb_provider.h"
 #include "registration/uninstall_entry.h"
-#include "services/process_runner.h"
 #include "services/text.h"
+#include "services/thread.h"
 
 namespace {
 

@@ -15,13 +15,21 @@ constexpr char POOLING_KEY[] = "SOFTWARE\\ODBC\\ODBCINST.INI\\ODBC Connection Po
 constexpr char TIMEOUT_VALUE[] = "CPTimeout";
 constexpr char DEFAULT_TIMEOUT[] = "60";  // seconds
 
-// A value as it lies in the registry. The extra bytes are zero: RegSetValueExA looks at the one
-// behind the data.
+// Where the functions of this file trace.
+enum Probe : uint32_t {
+    PROBE_STATUS = 10,       // a Windows error code
+    PROBE_STATUS_TEXT = 20,  // its text, or what could not be done
+    PROBE_NO_FUNCTION = 30,
+    PROBE_LONG_PATH = 40,
+    PROBE_XA_LIBRARY = 50,
+};
+
+// A value as it lies in the registry, with room for the byte behind it.
 struct RawValue {
     static constexpr DWORD CAPACITY = 2048;
     DWORD type = REG_NONE;
     DWORD size = CAPACITY;
-    BYTE data[CAPACITY + 2] = {};
+    BYTE data[CAPACITY + 1] = {};
 };
 
 // Returns the system's result; a failure is traced.
@@ -32,7 +40,12 @@ LSTATUS readTimeout(const char* keyPath, RawValue& value, const Trace& trace) {
         status = RegQueryValueExA(key.get(), TIMEOUT_VALUE, nullptr, &value.type, value.data,
                                   &value.size);
     }
-    if (status != ERROR_SUCCESS) trace.error(10, status);
+    if (status != ERROR_SUCCESS) {
+        trace.error(PROBE_STATUS, status);
+    } else {
+        // RegSetValueExA would add a zero that it finds behind a text without one.
+        value.data[value.size] = 0xFF;
+    }
     return status;
 }
 
@@ -41,8 +54,8 @@ void traceSystemError(const Trace& trace, LSTATUS status) {
     char text[100] = "";
     FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
                    static_cast<DWORD>(status), 0x400, text, sizeof text, nullptr);
-    trace.error(10, static_cast<int32_t>(status));
-    trace.text(20, text);
+    trace.error(PROBE_STATUS, status);
+    trace.text(PROBE_STATUS_TEXT, text);
 }
 
 // Returns 0 or ODBC_SETUP_FAILED.
@@ -72,26 +85,31 @@ void saveTimeout(const char* driverKey, const Trace& trace) {
     if (readTimeout(driverKey, timeout, trace) != ERROR_SUCCESS) return;
     if (writeValueAt(SAVED_TIMEOUT_KEY, TIMEOUT_VALUE, timeout.type, timeout.data, timeout.size) !=
         0) {
-        trace.text(20, SAVED_TIMEOUT_KEY);
+        trace.text(PROBE_STATUS_TEXT, SAVED_TIMEOUT_KEY);
     }
 }
 
-int32_t callInstaller(const OdbcDriverSetup& setup, SqlInstallDriverExFunction* install) {
+// Returns 0 or ODBC_SETUP_FAILED.
+int32_t callInstaller(const OdbcDriverSetup& setup, bool keyFits,
+                      SqlInstallDriverExFunction* install, const Trace& trace) {
+    // A folder or a key that does not fit would be another one, and installers are known to fall
+    // over paths of that length: it counts as refused, without asking.
+    constexpr size_t LONGEST_PATH = 259;
+    if (!keyFits || strlen(setup.binDir) > LONGEST_PATH) {
+        trace.text(PROBE_LONG_PATH, setup.binDir);
+        return ODBC_SETUP_FAILED;
+    }
     char pathIn[261];
+    copyText(pathIn, setup.binDir);
     char pathOut[261] = {};
     WORD pathOutLength = 0;
     DWORD usageCount = 0;
-    char driverKey[261];
-    // A folder or a key that does not fit would be another one, and installers are known to fall
-    // over paths of that length: it counts as refused.
-    constexpr size_t LONGEST_PATH = 259;
-    if (copyText(pathIn, setup.binDir) != TEXT_OK || strlen(pathIn) > LONGEST_PATH ||
-        !buildDriverKeyPath(setup, driverKey)) {
-        return ODBC_SETUP_FAILED;
+    if (install(setup.attributes, pathIn, pathOut, sizeof pathOut - 1, &pathOutLength,
+                ODBC_INSTALL_COMPLETE, &usageCount)) {
+        return 0;
     }
-    const BOOL done = install(setup.attributes, pathIn, pathOut, sizeof pathOut - 1, &pathOutLength,
-                              ODBC_INSTALL_COMPLETE, &usageCount);
-    return done ? 0 : ODBC_SETUP_FAILED;
+    traceInstallerError(trace);
+    return ODBC_SETUP_FAILED;
 }
 
 void writePooling() {
@@ -109,7 +127,7 @@ void writeXaLibrary(const OdbcDriverSetup& setup, const Trace& trace) {
     if (!buildXaLibraryPath(setup, path) ||
         writeValueAt(XA_LIBRARIES_KEY, path, REG_SZ, path, static_cast<DWORD>(strlen(path) + 1)) !=
             0) {
-        trace.text(50, path);
+        trace.text(PROBE_XA_LIBRARY, path);
     }
 }
 
@@ -127,13 +145,11 @@ int32_t InstallDriver(const OdbcDriverSetup* setup) {
     const auto install =
         OdbcDriverSetup::findInstallerFunction<SqlInstallDriverExFunction>(INSTALL);
     if (!install) {
-        trace.text(30, INSTALL);
+        trace.text(PROBE_NO_FUNCTION, INSTALL);
         return result;
     }
-    result = callInstaller(*setup, install);
-    if (result != 0) {
-        traceInstallerError(trace);
-    } else if (RestoreConnectionTimeout(setup) != 0) {
+    result = callInstaller(*setup, keyFits, install, trace);
+    if (result == 0 && RestoreConnectionTimeout(setup) != 0) {
         writeValueAt(driverKey, TIMEOUT_VALUE, REG_SZ, DEFAULT_TIMEOUT, sizeof DEFAULT_TIMEOUT);
     }
     writePooling();

@@ -74,9 +74,13 @@ bool buildXaLibraryPath(const OdbcDriverSetup& setup, char (&path)[261]) {
 
 void traceInstallerError(const Trace& trace) {
     constexpr WORD RECORDS = 8;
+    constexpr char INSTALLER_ERROR[] = "SQLInstallerError";
     const auto installerError =
-        OdbcDriverSetup::findInstallerFunction<SqlInstallerErrorFunction>("SQLInstallerError");
-    if (!installerError) return;
+        OdbcDriverSetup::findInstallerFunction<SqlInstallerErrorFunction>(INSTALLER_ERROR);
+    if (!installerError) {
+        trace.text(70, INSTALLER_ERROR);
+        return;
+    }
     for (WORD record = 1; record <= RECORDS; ++record) {
         DWORD code = 0;
         char message[260] = "";

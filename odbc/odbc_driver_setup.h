@@ -6,10 +6,11 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "services/registry.h"
 #include "services/system_library.h"
 
 // The failure code of everything that installs or removes the driver.
-constexpr int32_t ODBC_SETUP_FAILED = static_cast<int32_t>(0x90000002);
+constexpr auto ODBC_SETUP_FAILED = static_cast<int32_t>(ZELKI_REGISTRY_ERROR);
 
 constexpr char ODBC_INSTALLER_LIBRARY[] = "odbccp32.dll";
 constexpr char ODBC_DRIVERS_KEY[] = "SOFTWARE\\ODBC\\ODBCINST.INI";

@@ -44,5 +44,5 @@ class Trace {
     const int32_t* result_;
 };
 
-// For services/process_runner.h: traces a thread that could not be started.
+// For services/thread.h: traces a thread that could not be started.
 void traceThreadFailure(uint32_t component, const char* function, int32_t error);

@@ -8,6 +8,7 @@
 #include <ctime>
 
 #include "services/owners.h"
+#include "services/path.h"
 #include "services/system_library.h"
 #include "services/text.h"
 
@@ -47,7 +48,7 @@ bool buildDefaultLogPath(const char* prefix, char* out, size_t outSize) {
     // It is the long form that is looked at, at the short form's length. The two are compared this
     // way on purpose: established log folders depend on it. Where the forms differ in length a
     // backslash may be doubled, which Windows does not mind, or left out.
-    const char* separator = folder[length - 1] == '\\' ? "" : "\\";
+    const char* separator = isBackslashAt(folder, length - 1) ? "" : "\\";
 
     char stamp[261] = "";
     const __time64_t now = _time64(nullptr);

@@ -24,6 +24,12 @@ char* findLastBackslash(char* path) {
     return const_cast<char*>(findLastBackslash(static_cast<const char*>(path)));
 }
 
+bool isBackslashAt(const char* path, size_t position) {
+    const char* wanted = path + position;
+    while (*path != '\0' && path < wanted) path = nextCharacter(path);
+    return path == wanted && *path == '\\';
+}
+
 void cutLastComponent(char* path) {
     char* end = findLastBackslash(path);
     *(end ? end : path) = '\0';

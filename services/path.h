@@ -2,9 +2,14 @@
 // another one. Free of platform headers.
 #pragma once
 
+#include <cstddef>
+
 // Points to the last backslash of path, or is null when it has none.
 char* findLastBackslash(char* path);
 const char* findLastBackslash(const char* path);
+
+// True when the character that holds the byte at position is a backslash.
+bool isBackslashAt(const char* path, size_t position);
 
 // Cuts the last component of path together with the backslash before it. A path without a
 // backslash becomes empty.

@@ -1,103 +1,20 @@
 #include "services/process_runner.h"
 
-#include <process.h>
-
 #include <algorithm>
 #include <atomic>
-#include <cstdlib>
-#include <cstring>
 
+#include "services/capture.h"
 #include "services/temporary_file.h"
 #include "services/text.h"
 
-ThreadFailureHook threadFailureHook = nullptr;
-
 namespace {
-
-struct Trampoline {
-    ThreadFunction function;
-    void* argument;
-};
-
-unsigned __stdcall jump(void* argument) {
-    const auto record = static_cast<Trampoline*>(argument);
-    const Trampoline trampoline = *record;
-    dispose(record);
-    return trampoline.function(trampoline.argument);
-}
-
-int threadFailure(int error) {
-    constexpr uint32_t COMPONENT = 67108865;
-    if (threadFailureHook) threadFailureHook(COMPONENT, "ureCreateThread", error);
-    return error;
-}
 
 void shortenInPlace(char* path, size_t size) {
     char shortPath[261];
     if (toShortPath(path, shortPath) == 0) copyText(path, size, shortPath);
 }
 
-// The growing text of one stream, with one byte in reserve for its end.
-class Capture {
-  public:
-    explicit Capture(OwnedText& text) : text_(text) {
-        text_.reset(static_cast<char*>(malloc(FIRST_BYTES)));
-        capacity_ = text_ ? FIRST_BYTES : 0;
-        terminate();
-    }
-
-    // Nobody needs the text badly enough to fail for it: what finds no room is left out.
-    void append(const char* bytes, size_t count) {
-        if (used_ + count >= capacity_ && !grow()) return;
-        memcpy(text_.get() + used_, bytes, count);
-        used_ += count;
-        terminate();
-    }
-
-  private:
-    static constexpr size_t FIRST_BYTES = 1024;
-
-    bool grow() {
-        if (capacity_ == 0 || capacity_ >= ProcessRunner::CAPTURE_BYTES) return false;
-        const auto larger = static_cast<char*>(malloc(2 * capacity_));
-        if (!larger) return false;
-        memcpy(larger, text_.get(), used_);
-        text_.reset(larger);
-        capacity_ *= 2;
-        return true;
-    }
-
-    void terminate() {
-        if (capacity_ > 0) text_.get()[used_] = '\0';
-    }
-
-    OwnedText& text_;
-    size_t capacity_ = 0;
-    size_t used_ = 0;
-};
-
 }  // namespace
-
-int startThread(ThreadFunction function, void* argument, ThreadRecord& record) {
-    if (!function) return threadFailure(THREAD_NO_FUNCTION);
-    const auto trampoline = create<Trampoline>(function, argument);
-    if (!trampoline) return threadFailure(THREAD_NO_MEMORY);
-    const uintptr_t handle =
-        _beginthreadex(nullptr, record.stackSize, jump, trampoline, 0, &record.id);
-    if (handle == 0) {
-        dispose(trampoline);
-        return threadFailure(THREAD_NOT_STARTED);
-    }
-    record.handle.reset(reinterpret_cast<HANDLE>(handle));
-    return 0;
-}
-
-void joinThread(ThreadRecord& record) {
-    if (!record.handle) return;
-    if (WaitForSingleObject(record.handle.get(), INFINITE) != WAIT_OBJECT_0) return;
-    record.handle.reset();
-    record.id = 0;
-}
 
 struct ProcessRunner::Shared {
     std::atomic<unsigned char> stopFlag{0};  // 1 asks the readers to stop
@@ -132,7 +49,7 @@ int ProcessRunner::runRedirected(bool wait) {
     OwnedHandle stderrRead;
     if (!preparePipes(stdoutRead, stderrRead)) return 0;
     shared = create<Shared>();
-    if (!shared) return threadFailure(THREAD_NO_MEMORY);
+    if (!shared) return reportThreadFailure(THREAD_NO_MEMORY);
 
     startReader(std::move(stdoutRead), stdoutText, stdoutReader);
     const int result = startReader(std::move(stderrRead), stderrText, stderrReader);
@@ -164,7 +81,7 @@ bool ProcessRunner::preparePipes(OwnedHandle& stdoutRead, OwnedHandle& stderrRea
 int ProcessRunner::startReader(OwnedHandle pipe, OwnedText& store, ThreadRecord& record) {
     const auto reader = create<Reader>(&store, std::move(pipe), shared);
     const int result =
-        reader ? startThread(readPipe, reader, record) : threadFailure(THREAD_NO_MEMORY);
+        reader ? startThread(readPipe, reader, record) : reportThreadFailure(THREAD_NO_MEMORY);
     // Without its reader the pipe closes, so that the child's writes fail instead of waiting.
     if (result != 0) dispose(reader);
     return result;
@@ -192,18 +109,19 @@ bool ProcessRunner::startProcess() {
     startup.wShowWindow = SW_HIDE;
     startup.hStdOutput = stdoutWrite.get();
     startup.hStdError = stderrWrite.get();
+    PROCESS_INFORMATION information = {};
     if (!CreateProcessA(nullptr, commandLine, nullptr, nullptr, TRUE, NORMAL_PRIORITY_CLASS,
-                        nullptr, workingDirectory, &startup, &processInfo)) {
-        processInfo = {};
+                        nullptr, workingDirectory, &startup, &information)) {
         return false;
     }
-    const OwnedHandle unneeded(std::exchange(processInfo.hThread, nullptr));
+    process.reset(information.hProcess);
+    const OwnedHandle unneeded(information.hThread);
     return true;
 }
 
 // Waits for the program's end and closes the write ends, so that the readers come to theirs.
 void ProcessRunner::awaitProcess() {
-    if (WaitForSingleObject(processInfo.hProcess, waitTimeout) != WAIT_OBJECT_0) {
+    if (WaitForSingleObject(process.get(), waitTimeout) != WAIT_OBJECT_0) {
         // There is no program, or none to wait for: the readers are to return from their reads.
         constexpr char ZEROS[3] = {};
         DWORD written = 0;
@@ -227,16 +145,16 @@ void ProcessRunner::joinReaders() {
     constexpr DWORD POLL = 100;
     DWORD ended = GetTickCount();
     while (!readersEndWithin(POLL)) {
+        const DWORD lastRead = shared->lastRead;  // before now: it must not be the later one
         const DWORD now = GetTickCount();
-        if (processInfo.hProcess && WaitForSingleObject(processInfo.hProcess, 0) == WAIT_TIMEOUT) {
+        if (process && WaitForSingleObject(process.get(), 0) == WAIT_TIMEOUT) {
             ended = now;
             continue;
         }
         // A program that ended can leave another behind that inherited its pipes, and whose end
         // nobody is waiting for.
         const DWORD sinceEnd = now - ended;
-        if (std::min<DWORD>(sinceEnd, now - shared->lastRead) < IDLE_PATIENCE &&
-            sinceEnd < LAST_WORDS) {
+        if (std::min<DWORD>(sinceEnd, now - lastRead) < IDLE_PATIENCE && sinceEnd < LAST_WORDS) {
             continue;
         }
         // Again in every round: a reader may have been between two reads.
@@ -249,9 +167,9 @@ void ProcessRunner::joinReaders() {
 }
 
 void ProcessRunner::cleanup() {
-    if (started && processInfo.hProcess) {
+    if (started && process) {
         joinReaders();
-        const OwnedHandle released(std::exchange(processInfo.hProcess, nullptr));
+        process.reset();
     }
     stdoutWrite.reset();
     stderrWrite.reset();

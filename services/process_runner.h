@@ -3,34 +3,9 @@
 
 #include <windows.h>
 
-#include <cstddef>
-#include <cstdint>
-
 #include "services/command_builder.h"
 #include "services/owners.h"
-
-// Results of startThread, and so of ProcessRunner::run.
-constexpr int THREAD_NO_MEMORY = 5002;
-constexpr int THREAD_NO_FUNCTION = 5003;
-constexpr int THREAD_NOT_STARTED = 5111;
-
-struct ThreadRecord {
-    unsigned id = 0;
-    unsigned stackSize = 0;  // bytes; 0 is the program's default
-    OwnedHandle handle;
-};
-
-using ThreadFunction = unsigned (*)(void* argument);
-
-// Starts function(argument) on a thread of its own. Returns 0 or one of the codes above.
-int startThread(ThreadFunction function, void* argument, ThreadRecord& record);
-
-// Waits for the thread's end, however long that takes, and empties the record.
-void joinThread(ThreadRecord& record);
-
-// Called with every failure of startThread; null when nobody listens.
-using ThreadFailureHook = void (*)(uint32_t component, const char* function, int32_t error);
-extern ThreadFailureHook threadFailureHook;
+#include "services/thread.h"
 
 class ProcessRunner {
   public:
@@ -55,11 +30,10 @@ class ProcessRunner {
     // Joins the readers and releases everything; further calls do nothing.
     void cleanup();
 
-    // What the program wrote, cut at CAPTURE_BYTES a stream; null when there was no reader.
+    // What the program wrote, cut at Capture::MOST_BYTES a stream; null when there was no reader.
     const char* standardOutput() const { return stdoutText.get(); }
     const char* standardError() const { return stderrText.get(); }
 
-    static constexpr size_t CAPTURE_BYTES = 16U << 20;
     static constexpr DWORD IDLE_PATIENCE = 2000;  // milliseconds with nothing to read
     static constexpr DWORD LAST_WORDS = 30000;    // milliseconds in all
 
@@ -79,7 +53,7 @@ class ProcessRunner {
     bool fits = false;
     OwnedHandle stdoutWrite;
     OwnedHandle stderrWrite;
-    PROCESS_INFORMATION processInfo = {};
+    OwnedHandle process;
     OwnedText stdoutText;
     OwnedText stderrText;
     ThreadRecord stdoutReader;
