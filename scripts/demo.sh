@@ -3,6 +3,7 @@
 # unregisters it again.
 #   scripts/demo.sh              the whole demonstration
 #   scripts/demo.sh -- ARG...    runs zelkpmreg with your own arguments in the same prefix
+#   scripts/demo.sh fleet        registers and unregisters 50 copies, and shows how long each takes
 # Everything lies in build/demo; delete that folder to be rid of it.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
@@ -62,6 +63,56 @@ show_log() {
     indent <"$WINEPREFIX/drive_c/demo/zelkpmreg.log"
 }
 
+# Fifty copies in fifty folders of one prefix, as a server has them that keeps every release.
+show_fleet() {
+    local number=50 copies="$WINEPREFIX/drive_c/fleet" file="$demo/fleet.txt" action name i began left
+    local -A options=([register]=-c [unregister]='-u -c')
+    say "Preparing"
+    prepare
+    "$wine" "$regtree" --delete 'SOFTWARE\Orvane' 'SOFTWARE\ODBC' 'SOFTWARE\Microsoft\MSDTC'
+    # Settings and empty keys that other products share stay for good; one run makes them.
+    "$wine" "$tool" -c MYCOPY -s -l "$log"
+    "$wine" "$tool" -u -c MYCOPY -s -l "$log"
+    for ((i = 1; i <= number; i++)); do lay_package x64 "$copies/Copy $i"; done
+    snapshot before
+
+    say "Registering $number copies and unregistering them"
+    : >"$file"
+    for action in register unregister; do
+        for ((i = 1; i <= number; i++)); do
+            name=$(printf 'FLEET%02d' "$i")
+            began=${EPOCHREALTIME/./}
+            # shellcheck disable=SC2086  # one or two options
+            "$wine" "C:\\fleet\\Copy $i\\bin\\zelkpmreg.exe" ${options[$action]} "$name" -s -l "$log" ||
+                die "$action of $name ended with $(signed $?)"
+            printf '%s %s %s\n' "$action" "$i" $(((${EPOCHREALTIME/./} - began) / 1000)) >>"$file"
+        done
+        [ "$action" = unregister ] || left=$("$wine" "$regtree" --raw 'SOFTWARE\Orvane\Zelk\InstalledCopies' |
+            tr -d '\r' | grep -c '^\[.*InstalledCopies\\FLEET[0-9]*\]$')
+    done
+    snapshot after
+    printf '    registered at once: %s\n\n    %-20s%12s%14s\n' "$left" "milliseconds" register unregister
+    awk '{ n = int(($2 - 1) / 10); sum[$1, n] += $3; all[$1] += $3 }
+        END {
+            for (n = 0; n < 5; ++n)
+                printf "    copies %2d to %2d, each%11.0f%14.0f\n", 10 * n + 1, 10 * n + 10,
+                    sum["register", n] / 10, sum["unregister", n] / 10
+            printf "    all together%19.0f%14.0f\n", all["register"], all["unregister"]
+        }' "$file"
+
+    say "What the registry holds now, next to the start"
+    diff "$demo/before.txt" "$demo/after.txt" | indent || true
+    cmp -s "$demo/before.txt" "$demo/after.txt" || die "the lines above differ"
+    printf '    The %s keys below HKEY_LOCAL_MACHINE\\SOFTWARE are as at the start.\n' \
+        "$(grep -c '^\[' "$demo/after.txt")"
+    rm -rf "$copies"
+    stop_server
+}
+
+if [ "${1:-}" = fleet ]; then
+    show_fleet
+    exit
+fi
 if [ "${1:-}" = -- ]; then
     shift
     prepare >&2
