@@ -1,4 +1,5 @@
 """What a run may cost, in requests to the Windows server: times are no matter for a test."""
+import os
 import sys
 
 import pytest
@@ -6,6 +7,10 @@ from conftest import PREFIX, ROOT, Machine
 
 sys.path.insert(0, str(ROOT / "bench"))
 import measure  # noqa: E402
+
+pytestmark = pytest.mark.skipif(
+    "x64" not in os.environ.get("ZELK_PRESETS", "x64 x86").split(),
+    reason="a build for testing is not what is handed out")
 
 
 @pytest.fixture(scope="module")
