@@ -3,7 +3,11 @@
 #include <windows.h>
 
 void prepareProcess() {
-    SetDllDirectoryA("");
+    // An empty directory would do on Windows. Wine takes it for none and goes on searching the
+    // current directory; the system directory is searched in any case.
+    char directory[261] = "";
+    const UINT length = GetSystemDirectoryA(directory, sizeof directory);
+    SetDllDirectoryA(length < sizeof directory ? directory : "");
     SetEnvironmentVariableA("NoDefaultCurrentDirectoryInExePath", "1");
     SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX);
 }

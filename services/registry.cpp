@@ -14,47 +14,56 @@ uint32_t failureCode(LSTATUS status) {
     return status == ERROR_ACCESS_DENIED ? ERROR_ACCESS_DENIED : ZELKI_REGISTRY_ERROR;
 }
 
-uint32_t deleteTree(HKEY root, const char* path, const char* copyName, const char* except);
+// What the deletion of a key with all below it came to. A key can be left without a failure.
+struct Deletion {
+    uint32_t code = 0;
+    bool deleted = false;
+};
 
-// Deletes all subkeys of tree but the spared ones. Returns true when the walk came to its end;
-// otherwise *result is what the whole deletion comes to.
-bool deleteSubkeys(HKEY tree, const char* copyName, const char* except, uint32_t* result) {
+Deletion deleteTree(HKEY root, const char* path, const char* copyName, const char* except);
+
+// Deletes all subkeys of tree but the spared ones. deleted tells whether tree may go now.
+Deletion deleteSubkeys(HKEY tree, const char* copyName, const char* except) {
+    Deletion all = {0, true};
     for (DWORD index = 0;;) {
         char subkey[256];
         DWORD size = sizeof subkey;
         const LSTATUS status =
             RegEnumKeyExA(tree, index, subkey, &size, nullptr, nullptr, nullptr, nullptr);
-        if (status == ERROR_NO_MORE_ITEMS) return true;
-        if (status != ERROR_SUCCESS) {
-            // Not reported, and this key stays: removing a copy must not be called a failure over
-            // a subkey that nobody can read.
-            *result = 0;
-            return false;
-        }
+        if (status == ERROR_NO_MORE_ITEMS) return all;
+        // Not reported, and this key stays: removing a copy must not be called a failure over a
+        // subkey that nobody can read.
+        if (status != ERROR_SUCCESS) return {0, false};
         if (except && *except && strcmp(subkey, except) == 0) {
             ++index;
             continue;
         }
-        // The index stays after a deletion: the next subkey has moved into the place.
-        *result = deleteTree(tree, subkey, copyName, except);
-        if (*result != 0) return false;
+        const Deletion one = deleteTree(tree, subkey, copyName, except);
+        if (one.code != 0) return one;
+        // The index stays after a deletion: the next subkey has moved into the place. One that was
+        // left is passed over, or the walk would never end, and keeps the keys above it.
+        if (!one.deleted) {
+            all.deleted = false;
+            ++index;
+        }
     }
 }
 
-uint32_t deleteTree(HKEY root, const char* path, const char* copyName, const char* except) {
-    if (!path || !*path) return ERROR_BADKEY;
+Deletion deleteTree(HKEY root, const char* path, const char* copyName, const char* except) {
+    if (!path || !*path) return {ERROR_BADKEY, false};
     // Small, because it stands on the stack once for every level of the tree.
     char full[512];
     if (substituteCopyName(path, copyName, full, sizeof full) != TEXT_OK) {
-        return ZELKI_REGISTRY_ERROR;
+        return {ZELKI_REGISTRY_ERROR, false};
     }
     OwnedKey tree;
-    const LSTATUS status = RegOpenKeyExA(root, full, 0, REGISTRY_DELETE, tree.receive());
-    if (status != ERROR_SUCCESS) return static_cast<uint32_t>(status);
-    uint32_t result = 0;
-    if (!deleteSubkeys(tree.get(), copyName, except, &result)) return result;
+    const LSTATUS opened = RegOpenKeyExA(root, full, 0, REGISTRY_DELETE, tree.receive());
+    if (opened != ERROR_SUCCESS) return {static_cast<uint32_t>(opened), false};
+    const Deletion subkeys = deleteSubkeys(tree.get(), copyName, except);
+    if (subkeys.code != 0 || !subkeys.deleted) return subkeys;
     tree.reset();
-    return static_cast<uint32_t>(RegDeleteKeyA(root, full));
+    const LSTATUS status = RegDeleteKeyA(root, full);
+    return {static_cast<uint32_t>(status), status == ERROR_SUCCESS};
 }
 
 }  // namespace
@@ -147,7 +156,7 @@ uint32_t ZELKiRegistry::FindValue(const char* name, bool* found, unsigned* index
 }
 
 uint32_t ZELKiRegistry::DeleteKeyTree(HKEY root, const char* path, unsigned, const char* except) {
-    return deleteTree(root, path, nullptr, except);
+    return deleteTree(root, path, nullptr, except).code;
 }
 
 ZELKiCopyNameRegistry::ZELKiCopyNameRegistry(HKEY root, const char* path, bool create,
@@ -183,7 +192,7 @@ bool ZELKiCopyNameRegistry::TryOpen(HKEY root, const char* path, const char* cop
 
 uint32_t ZELKiCopyNameRegistry::DeleteKeyTree(HKEY root, const char* path, unsigned,
                                               const char* copyName, const char* except) {
-    return deleteTree(root, path, copyName, except);
+    return deleteTree(root, path, copyName, except).code;
 }
 
 int32_t substituteCopyName(const char* path, const char* copyName, char* out, size_t size) {
@@ -228,6 +237,6 @@ bool EnumerationEnd::reached(LSTATUS status) {
             failuresInARow_ = 0;
             return false;
         default:
-            return ++failuresInARow_ > MOST_FAILURES;
+            return ++failuresInARow_ >= MOST_FAILURES;
     }
 }

@@ -102,12 +102,14 @@ TEST_F(Registry, DeletedTrees) {
     EXPECT_FALSE(keyExists("T\\A") || keyExists("T\\Z"));
     EXPECT_EQ(deleteTree("T", ""), 0u);
     EXPECT_FALSE(keyExists("T"));
-    // A subkey that cannot be read keeps its tree, and that is no failure. Its name is one
-    // character longer than Windows allows; Wine has it.
+    // A subkey that cannot be read keeps the keys above it, at any depth, and that is no failure.
+    // Its name is one character longer than Windows allows; Wine has it.
     OwnedKey damaged;
-    RegCreateKeyA(makeKey("T").get(), std::string(256, 'n').c_str(), damaged.receive());
+    makeKey("T\\Z");
+    RegCreateKeyA(makeKey("T\\A\\B").get(), std::string(256, 'n').c_str(), damaged.receive());
     EXPECT_EQ(deleteTree("T", nullptr), 0u);
-    EXPECT_TRUE(keyExists("T"));
+    EXPECT_TRUE(keyExists("T\\A\\B"));
+    EXPECT_FALSE(keyExists("T\\Z"));
 }
 
 }  // namespace
