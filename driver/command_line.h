@@ -1,13 +1,15 @@
 // The options. Free of platform headers.
 #pragma once
 
+#include "services/path.h"
+
 // The settings that only the run sequence uses; the others are in driver/run_settings.h.
 struct CommandLine {
     int unregister = 0;          // 1 unregisters
     bool showUsage = false;      // asked for, or an option's value was refused
     bool copyNameGiven = false;  // a valid one
     bool logPathGiven = false;
-    char logPath[261] = "";
+    char logPath[PATH_BYTES] = "";
     bool replaceAfterUnregister = false;  // -r was given when -u had been
     bool forceUnregister = false;
 };

@@ -7,7 +7,7 @@
 #include "services/path.h"
 #include "services/text.h"
 
-void setInstallDirectory(const char* executable, char (&withoutBackslash)[261]) {
+void setInstallDirectory(const char* executable, char (&withoutBackslash)[PATH_BYTES]) {
     copyText(withoutBackslash, executable);
     cutLastComponent(withoutBackslash);  // the program's name
     cutLastComponent(withoutBackslash);  // its folder, "bin"
@@ -15,8 +15,8 @@ void setInstallDirectory(const char* executable, char (&withoutBackslash)[261]) 
     appendText(installDir, "\\");
 }
 
-void deriveInstallDirectory(char (&withoutBackslash)[261]) {
-    char executable[261] = {};
+void deriveInstallDirectory(char (&withoutBackslash)[PATH_BYTES]) {
+    char executable[PATH_BYTES] = {};
     const DWORD length = GetModuleFileNameA(nullptr, executable, sizeof executable);
     // A path that fills the buffer was cut, and would name another place.
     if (length == 0 || length >= sizeof executable) {

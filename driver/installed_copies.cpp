@@ -7,6 +7,7 @@
 #include "driver/run_settings.h"
 #include "registration/installed_copies_keys.h"
 #include "services/owners.h"
+#include "services/path.h"
 #include "services/registry.h"
 #include "services/text.h"
 
@@ -24,7 +25,7 @@ bool liesHere(const char* name, const CommandLine& line) {
 
     ZELKiCopyNameRegistry key;
     key.Open(HKEY_LOCAL_MACHINE, keyPath, REGISTRY_READ);
-    char path[261];
+    char path[PATH_BYTES];
     readRegistryText(key, PATH_VALUE, path, sizeof path);
     sayVerbose(MSG_INSTALLED_PATH, path, installDir);
     if (strcmp(path, installDir) == 0) return true;

@@ -13,7 +13,7 @@
 namespace {
 
 void makeFolderOf(const char* path) {
-    char folder[261];
+    char folder[PATH_BYTES];
     copyText(folder, path);
     if (!findLastBackslash(folder)) return;  // a file of the current directory
     cutLastComponent(folder);
@@ -22,7 +22,7 @@ void makeFolderOf(const char* path) {
 
 }  // namespace
 
-void openRunLog(const CommandLine& line, char (&path)[261]) {
+void openRunLog(const CommandLine& line, char (&path)[PATH_BYTES]) {
     path[0] = '\0';
     if (line.logPathGiven) {
         copyText(path, line.logPath);

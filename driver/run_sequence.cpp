@@ -17,6 +17,7 @@
 #include "registration/dotnet_configuration.h"
 #include "registration/oledb_provider.h"
 #include "registration/uninstall_entry.h"
+#include "services/path.h"
 #include "services/text.h"
 #include "services/thread.h"
 
@@ -39,7 +40,7 @@ void runSteps(int unregister, const char* installDirWithoutBackslash, bool onlyC
     };
     announce(MSG_REGISTERING, MSG_UNREGISTERING);
 
-    char frameworkRoot[261] = "";  // not needed: only whether there is one
+    char frameworkRoot[PATH_BYTES] = "";  // not needed: only whether there is one
     if (findDotNetFrameworkRoot(frameworkRoot)) {
         runDotNetConfigurationTool(unregister, installDirWithoutBackslash, makeDefaultCopy);
     } else {
@@ -67,9 +68,9 @@ void runSteps(int unregister, const char* installDirWithoutBackslash, bool onlyC
 int runSequence(int argc, char** argv) {
     threadFailureHook = traceThreadFailure;
     const CommandLine line = parseCommandLine(argc, argv);
-    char installDirWithoutBackslash[261];
+    char installDirWithoutBackslash[PATH_BYTES];
     deriveInstallDirectory(installDirWithoutBackslash);
-    char logPath[261];
+    char logPath[PATH_BYTES];
     openRunLog(line, logPath);
     loadMessageLibrary();
     if (line.showUsage) showUsageAndExit();

@@ -1,5 +1,6 @@
 #include "driver/run_settings.h"
 
+#include "services/path.h"
 #include "services/text.h"
 
 char copyName[128];
@@ -9,7 +10,7 @@ bool silent;
 bool verbose;
 bool pauseBeforeExit;
 char languageCode[2048];
-char installDir[261];
+char installDir[PATH_BYTES];
 char displayName[160];
 FILE* logFile;
 

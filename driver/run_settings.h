@@ -1,19 +1,21 @@
 // The run's settings and shared buffers. The driver writes them before the steps begin; the steps
-// only read them. Depends on nothing else of the program.
+// only read them. Depends on no other part of the program but the length of a path.
 #pragma once
 
 #include <cstdio>
 
-extern char copyName[128];       // at most 64 letters, digits and "_", no digit first
-extern bool makeDefaultCopy;     // -d; the run sequence may force it on
-extern bool replaceExisting;     // -r
-extern bool silent;              // -s
-extern bool verbose;             // -v
-extern bool pauseBeforeExit;     // -p
-extern char languageCode[2048];  // -i, as given; empty when it was not
-extern char installDir[261];     // ends in a backslash
-extern char displayName[160];    // what the list of installed programs shows
-extern FILE* logFile;            // null before the log is open and after it is closed
+#include "services/path.h"
+
+extern char copyName[128];           // at most 64 letters, digits and "_", no digit first
+extern bool makeDefaultCopy;         // -d; the run sequence may force it on
+extern bool replaceExisting;         // -r
+extern bool silent;                  // -s
+extern bool verbose;                 // -v
+extern bool pauseBeforeExit;         // -p
+extern char languageCode[2048];      // -i, as given; empty when it was not
+extern char installDir[PATH_BYTES];  // ends in a backslash
+extern char displayName[160];        // what the list of installed programs shows
+extern FILE* logFile;                // null before the log is open and after it is closed
 
 // Puts every setting to its initial value.
 void resetRunSettings();

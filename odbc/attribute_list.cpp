@@ -6,7 +6,7 @@
 #include "services/text.h"
 
 void formatDescription(const char* installDirectory, char (&out)[294]) {
-    char folder[261] = "";
+    char folder[PATH_BYTES] = "";
     copyText(folder, sizeof folder, installDirectory);
     replaceBackslashes(folder);
     formatText(out, sizeof out, "%s - %s", "ORVANE PELLIMAR for ODBC", folder);

@@ -5,6 +5,7 @@
 #include "odbc/odbc_installer_types.h"
 #include "odbc/trace.h"
 #include "services/owners.h"
+#include "services/path.h"
 #include "services/registry.h"
 #include "services/text.h"
 
@@ -99,9 +100,9 @@ int32_t callInstaller(const OdbcDriverSetup& setup, bool keyFits,
         trace.text(PROBE_LONG_PATH, setup.binDir);
         return ODBC_SETUP_FAILED;
     }
-    char pathIn[261];
+    char pathIn[PATH_BYTES];
     copyText(pathIn, setup.binDir);
-    char pathOut[261] = {};
+    char pathOut[PATH_BYTES] = {};
     WORD pathOutLength = 0;
     DWORD usageCount = 0;
     if (install(setup.attributes, pathIn, pathOut, sizeof pathOut - 1, &pathOutLength,
@@ -123,7 +124,7 @@ void writePooling() {
 }
 
 void writeXaLibrary(const OdbcDriverSetup& setup, const Trace& trace) {
-    char path[261];
+    char path[PATH_BYTES];
     if (!buildXaLibraryPath(setup, path) ||
         writeValueAt(XA_LIBRARIES_KEY, path, REG_SZ, path, static_cast<DWORD>(strlen(path) + 1)) !=
             0) {
@@ -137,7 +138,7 @@ int32_t InstallDriver(const OdbcDriverSetup* setup) {
     int32_t result = ODBC_SETUP_FAILED;
     const Trace trace(TRACE_INSTALL_DRIVER, &result);
     if (!setup) return result;
-    char driverKey[261];
+    char driverKey[PATH_BYTES];
     const bool keyFits = buildDriverKeyPath(*setup, driverKey);
     if (keyFits) saveTimeout(driverKey, trace);
 
@@ -160,7 +161,7 @@ int32_t InstallDriver(const OdbcDriverSetup* setup) {
 int32_t RestoreConnectionTimeout(const OdbcDriverSetup* setup) {
     int32_t result = ODBC_SETUP_FAILED;
     const Trace trace(TRACE_RESTORE_TIMEOUT, &result);
-    char driverKey[261];
+    char driverKey[PATH_BYTES];
     RawValue timeout;
     if (buildDriverKeyPath(*setup, driverKey) &&
         readTimeout(SAVED_TIMEOUT_KEY, timeout, trace) == ERROR_SUCCESS) {

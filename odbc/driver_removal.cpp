@@ -6,6 +6,7 @@
 #include "odbc/system_odbc_installer.h"
 #include "odbc/trace.h"
 #include "services/owners.h"
+#include "services/path.h"
 #include "services/registry.h"
 #include "services/text.h"
 
@@ -86,7 +87,7 @@ int32_t removeOnce(const char* driverName, DWORD* usageCount, const Trace& trace
 }
 
 void deleteXaLibrary(const OdbcDriverSetup& setup) {
-    char path[261];
+    char path[PATH_BYTES];
     OwnedKey key;
     if (buildXaLibraryPath(setup, path) &&
         RegOpenKeyExA(HKEY_LOCAL_MACHINE, XA_LIBRARIES_KEY, 0, KEY_WRITE, key.receive()) ==
@@ -110,8 +111,8 @@ int32_t RemoveDataSources(const OdbcDriverSetup* setup) {
     // moves into its place is not looked at. This is required: data sources that an administrator
     // made in a row are taken away one a run.
     for (DWORD index = 0;; ++index) {
-        char name[261] = "";  // both stay empty when the entry does not fit
-        char driver[261] = "";
+        char name[PATH_BYTES] = "";  // both stay empty when the entry does not fit
+        char driver[PATH_BYTES] = "";
         DWORD nameSize = 260;
         DWORD driverSize = 260;
         if (end.reached(RegEnumValueA(key.get(), index, name, &nameSize, nullptr, nullptr,
@@ -133,7 +134,7 @@ int32_t RemoveDriverEntries(const OdbcDriverSetup* setup, const char* driverName
     int32_t result = 0;
     const Trace trace(TRACE_REMOVE_DRIVER_ENTRIES, &result);
     deleteXaLibrary(*setup);
-    char driverKey[261];
+    char driverKey[PATH_BYTES];
     if (formatText(driverKey, sizeof driverKey, "%s\\%s", ODBC_DRIVERS_KEY, driverName) !=
         TEXT_OK) {
         return result;  // a driver of such a name cannot have been installed

@@ -64,11 +64,11 @@ void PrepareDriver(OdbcDriverSetup* setup, const char* installDirectory, const c
     formatAttributes(setup->description, setup->attributes);
 }
 
-bool buildDriverKeyPath(const OdbcDriverSetup& setup, char (&path)[261]) {
+bool buildDriverKeyPath(const OdbcDriverSetup& setup, char (&path)[PATH_BYTES]) {
     return formatText(path, sizeof path, "%s\\%s", ODBC_DRIVERS_KEY, setup.description) == TEXT_OK;
 }
 
-bool buildXaLibraryPath(const OdbcDriverSetup& setup, char (&path)[261]) {
+bool buildXaLibraryPath(const OdbcDriverSetup& setup, char (&path)[PATH_BYTES]) {
     return formatText(path, sizeof path, "%s\\ZELKAPP.DLL", setup.binDir) == TEXT_OK;
 }
 

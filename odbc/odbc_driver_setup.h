@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "services/path.h"
 #include "services/registry.h"
 #include "services/system_library.h"
 
@@ -32,10 +33,10 @@ class OdbcDriverSetup {
         return findFunction<Function>(installerLibrary(), name);
     }
 
-    char installDir[261] = "";   // without a trailing backslash
-    char binDir[261] = "";       // installDir + "\BIN"
-    char description[294] = "";  // the name under which the driver is registered
-    char attributes[344] = "";   // see odbc/attribute_list.h
+    char installDir[PATH_BYTES] = "";  // without a trailing backslash
+    char binDir[PATH_BYTES] = "";      // installDir + "\BIN"
+    char description[294] = "";        // the name under which the driver is registered
+    char attributes[344] = "";         // see odbc/attribute_list.h
     // 1: no installer library, or no install directory. Told, never used: whoever needs a function
     // notices that it is missing.
     int32_t failed = 0;
@@ -56,10 +57,10 @@ void PrepareDriver(OdbcDriverSetup* setup, const char* installDirectory, const c
 
 // The path of the driver's key; false when it does not fit, and the driver can then neither be
 // installed nor be there.
-bool buildDriverKeyPath(const OdbcDriverSetup& setup, char (&path)[261]);
+bool buildDriverKeyPath(const OdbcDriverSetup& setup, char (&path)[PATH_BYTES]);
 
 // The path of the copy's XA library; false when it does not fit.
-bool buildXaLibraryPath(const OdbcDriverSetup& setup, char (&path)[261]);
+bool buildXaLibraryPath(const OdbcDriverSetup& setup, char (&path)[PATH_BYTES]);
 
 // Asks for the installer's error records 1 to 8 until one is given, and traces it.
 void traceInstallerError(const class Trace& trace);

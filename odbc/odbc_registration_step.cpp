@@ -5,6 +5,7 @@
 #include "odbc/driver_installation.h"
 #include "odbc/driver_removal.h"
 #include "odbc/odbc_driver_setup.h"
+#include "services/path.h"
 #include "services/text.h"
 
 namespace {
@@ -14,7 +15,7 @@ int removalsBeforeInstalling;  // at most one in a process
 void prepare(const char* installDirectory) {
     char driverName[2048];
     formatText(driverName, sizeof driverName, "%s%s", "ORVANE ZELK ODBC DRIVER - ", copyName);
-    char folder[261] = {};
+    char folder[PATH_BYTES] = {};
     copyText(folder, installDirectory);
     PrepareDriver(OdbcDriverSetup::GetInstance(), folder, driverName);
 }

@@ -3,6 +3,7 @@
 #include "odbc/odbc_driver_setup.h"
 #include "odbc/odbc_installer_types.h"
 #include "services/message_format.h"
+#include "services/path.h"
 #include "services/system_library.h"
 
 namespace {
@@ -14,7 +15,6 @@ constexpr UINT BOX_NO_LIBRARY = 10242;
 constexpr UINT BOX_NO_FUNCTION = 10243;
 
 constexpr int TEXT_BYTES = 256;
-constexpr DWORD PATH_BYTES = 261;
 
 HMODULE library;
 

@@ -4,13 +4,14 @@
 
 #include "driver/messages.h"
 #include "driver/run_settings.h"
+#include "services/path.h"
 #include "services/process_runner.h"
 #include "services/text.h"
 
 namespace {
 
 int runSwitchTool() {
-    char command[261];
+    char command[PATH_BYTES];
     if (formatText(command, sizeof command, "\"%sbin\\zelkswtch.exe\" -client -d %s", installDir,
                    copyName) != TEXT_OK) {
         return ERROR_FILENAME_EXCED_RANGE;  // a cut command would name another copy

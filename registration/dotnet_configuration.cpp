@@ -4,6 +4,7 @@
 
 #include "driver/messages.h"
 #include "driver/run_settings.h"
+#include "services/path.h"
 #include "services/process_runner.h"
 #include "services/registry.h"
 #include "services/temporary_file.h"
@@ -18,8 +19,8 @@ constexpr char TEMPORARY_PREFIX[] = "ZELKRC";
 int unregistrationsBeforeRegistering;  // at most one in a process
 
 bool copyTool(const char* installDirectory, const char* temporaryName) {
-    char copy[261];
-    char tool[261];
+    char copy[PATH_BYTES];
+    char tool[PATH_BYTES];
     return formatText(copy, sizeof copy, "%s.exe", temporaryName) == TEXT_OK &&
            formatText(tool, sizeof tool, "%s\\bin\\zelknmpcfg.exe", installDirectory) == TEXT_OK &&
            CopyFileA(tool, copy, FALSE);
@@ -64,7 +65,7 @@ bool findDotNetFrameworkRoot(char* out) {
 }
 
 int runDotNetConfigurationTool(int mode, const char* installDirectory, bool makeDefault) {
-    char temporaryName[261] = "";
+    char temporaryName[PATH_BYTES] = "";
     if (makeTempFileName(TEMPORARY_PREFIX, temporaryName) != 0 || temporaryName[0] == '\0') {
         say(MSG_DOTNET_NO_TEMPORARY_NAME);
         return DOTNET_NO_TEMPORARY_NAME;

@@ -36,7 +36,7 @@ bool directoryExists(const char* path) {
 }
 
 void createDirectoryTree(const char* path) {
-    char parent[261];
+    char parent[PATH_BYTES];
     if (copyText(parent, path) != TEXT_OK) return;  // a cut path would name another folder
     char* backslash = findLastBackslash(parent);
     if (backslash && backslash != parent && backslash[-1] != ':') {

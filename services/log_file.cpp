@@ -18,7 +18,7 @@ constexpr int PERSONAL_DOCUMENTS = 5;  // CSIDL_PERSONAL
 
 using GetFolderPath = HRESULT WINAPI(HWND, int, HANDLE, DWORD, LPSTR);
 
-bool findDocumentsFolder(char (&folder)[261]) {
+bool findDocumentsFolder(char (&folder)[PATH_BYTES]) {
     const OwnedModule library(LoadLibraryA("shfolder.dll"));
     const auto getFolderPath = findFunction<GetFolderPath>(library.get(), "SHGetFolderPathA");
     return getFolderPath && getFolderPath(nullptr, PERSONAL_DOCUMENTS, nullptr, 0, folder) >= 0;
@@ -39,9 +39,9 @@ void formatLogTime(const tm& time, char* out, size_t size) {
 }
 
 bool buildDefaultLogPath(const char* prefix, char* out, size_t outSize) {
-    char folder[261] = "";
+    char folder[PATH_BYTES] = "";
     if (!findDocumentsFolder(folder)) return false;
-    char path[261] = "";
+    char path[PATH_BYTES] = "";
     const DWORD length = GetShortPathNameA(folder, path, sizeof path);
     if (length == 0 || length >= sizeof path) return false;
 
@@ -50,7 +50,7 @@ bool buildDefaultLogPath(const char* prefix, char* out, size_t outSize) {
     // backslash may be doubled, which Windows does not mind, or left out.
     const char* separator = isBackslashAt(folder, length - 1) ? "" : "\\";
 
-    char stamp[261] = "";
+    char stamp[PATH_BYTES] = "";
     const __time64_t now = _time64(nullptr);
     if (const tm* local = _localtime64(&now)) formatLogTime(*local, stamp, sizeof stamp);
     char whole[600];

@@ -4,6 +4,9 @@
 
 #include <cstddef>
 
+// What a path takes: 260 characters (MAX_PATH) and a terminating zero.
+constexpr size_t PATH_BYTES = 261;
+
 // Points to the last backslash of path, or is null when it has none.
 char* findLastBackslash(char* path);
 const char* findLastBackslash(const char* path);

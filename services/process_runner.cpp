@@ -4,13 +4,14 @@
 #include <atomic>
 
 #include "services/capture.h"
+#include "services/path.h"
 #include "services/temporary_file.h"
 #include "services/text.h"
 
 namespace {
 
 void shortenInPlace(char* path, size_t size) {
-    char shortPath[261];
+    char shortPath[PATH_BYTES];
     if (toShortPath(path, shortPath) == 0) copyText(path, size, shortPath);
 }
 

@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr size_t PATH_BYTES = 2048;
+constexpr size_t KEY_PATH_BYTES = 2048;
 
 uint32_t failureCode(LSTATUS status) {
     return status == ERROR_ACCESS_DENIED ? ERROR_ACCESS_DENIED : ZELKI_REGISTRY_ERROR;
@@ -171,7 +171,7 @@ ZELKiCopyNameRegistry::ZELKiCopyNameRegistry(HKEY root, const char* path, bool c
 
 uint32_t ZELKiCopyNameRegistry::Open(HKEY root, const char* path, const char* copyName,
                                      REGSAM access) {
-    char full[PATH_BYTES];
+    char full[KEY_PATH_BYTES];
     // A path that was cut here is still too long for the base operation, which refuses it.
     substituteCopyName(path, copyName, full, sizeof full);
     return Open(root, full, access);
@@ -179,7 +179,7 @@ uint32_t ZELKiCopyNameRegistry::Open(HKEY root, const char* path, const char* co
 
 uint32_t ZELKiCopyNameRegistry::Create(HKEY root, const char* path, const char* copyName,
                                        REGSAM access, uint32_t options) {
-    char full[PATH_BYTES];
+    char full[KEY_PATH_BYTES];
     substituteCopyName(path, copyName, full, sizeof full);
     return Create(root, full, access, options);
 }

@@ -1,9 +1,10 @@
 #include "services/system_library.h"
 
+#include "services/path.h"
 #include "services/text.h"
 
 HMODULE loadSystemLibrary(const char* name) {
-    char directory[261] = "";
+    char directory[PATH_BYTES] = "";
     const UINT length = GetSystemDirectoryA(directory, sizeof directory);
     if (length == 0 || length >= sizeof directory) return nullptr;
     char path[522];

@@ -5,13 +5,8 @@
 #include <cstdlib>
 
 #include "services/owners.h"
+#include "services/path.h"
 #include "services/text.h"
-
-namespace {
-
-constexpr DWORD PATH_BYTES = 261;
-
-}  // namespace
 
 int makeTempFileName(const char* prefix, char* out) {
     // The early returns report success deliberately: a machine without a temporary folder is left
