@@ -38,6 +38,9 @@ start_server() {
         touch "$WINEPREFIX/.made"
     fi
     if [ -n "${ZELK_HOLDER:-}" ]; then
+        # The first program brings up services and the desktop, which inherit its streams and outlive
+        # it: not those of the program that was asked for.
+        wine "$ZELK_HOLDER" once >/dev/null 2>&1 </dev/null 9>&-
         setsid wine "$ZELK_HOLDER" >/dev/null 2>&1 </dev/null 9>&- &
     fi
 }
