@@ -6,6 +6,8 @@
 #include <fstream>
 #include <string>
 
+#include "tests/modules/open_handles.h"
+
 namespace {
 
 const std::string NO_PROGRAM = "C:\\not there.exe /s";
@@ -27,16 +29,6 @@ std::pair<std::string, std::string> run(const std::string& command) {
     runner.joinReaders();
     const auto text = [](const char* captured) { return captured ? captured : "no reader"; };
     return {text(runner.standardOutput()), text(runner.standardError())};
-}
-
-// Asks for one handle after another: GetProcessHandleCount knows nothing under Wine.
-unsigned countOpenHandles() {
-    unsigned count = 0;
-    DWORD flags = 0;
-    for (uintptr_t value = 4; value < 0x1000; value += 4) {
-        if (GetHandleInformation(reinterpret_cast<HANDLE>(value), &flags)) ++count;
-    }
-    return count;
 }
 
 TEST(ProcessRunner, ArgumentsArrive) {
