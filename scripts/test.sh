@@ -58,11 +58,32 @@ cpp_tests() {
     done
 }
 
+# python_lane PRESET PREFIX PYTEST-ARGUMENT...: one build in a Wine prefix of its own.
+python_lane() {
+    local preset=$1 prefix=$2
+    shift 2
+    (cd "$root" && WINEPREFIX="$prefix" ZELK_TEST_PREFIX="$prefix" ZELK_PRESETS="$preset" \
+        /usr/bin/python3 -m pytest -q -p no:cacheprovider \
+        --junitxml="$reports/$preset-program.xml" "$@") >"$reports/$preset-program.txt" 2>&1 || true
+    WINEPREFIX="$prefix" wineserver -k 2>/dev/null || true
+}
+
+# The bitnesses run side by side: most of a test is waiting for Wine. What does not depend on the
+# bitness runs with the first.
 python_tests() {
+    local preset
     say "The whole program, and what goes with it"
-    (cd "$root" && ZELK_PRESETS="${presets[*]}" /usr/bin/python3 -m pytest -q -p no:cacheprovider \
-        --junitxml="$reports/program.xml" tests) || true
-    [ -s "$reports/program.xml" ] || die "the whole-program tests did not come to their end"
+    python_lane "${presets[0]}" "$WINEPREFIX" tests &
+    for preset in "${presets[@]:1}"; do
+        python_lane "$preset" "$WINEPREFIX-$preset" tests -k "$preset" &
+    done
+    wait
+    for preset in "${presets[@]}"; do
+        say "$preset"
+        tail -n 30 "$reports/$preset-program.txt"
+        [ -s "$reports/$preset-program.xml" ] ||
+            die "the whole-program tests of $preset did not come to their end"
+    done
 }
 
 lint() {
