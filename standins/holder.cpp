@@ -1,5 +1,5 @@
-// Keeps a desktop open until the Wine server ends, so that the programs under test find one. With an
-// argument it only opens it.
+// Keeps a desktop open until the Wine server ends, so that the programs under test find one. With
+// an argument it only opens it.
 #include <windows.h>
 
 int main(int argc, char**) {
