@@ -3,6 +3,7 @@
 
 #include <process.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -13,11 +14,13 @@ int main(int argc, char** argv) {
         for (int i = 2; i < argc; ++i) printf("[%s]", argv[i]);
     } else if (name == "flood") {
         // A little to the one stream and a little to the other.
-        setvbuf(stderr, nullptr, _IOFBF, 4096);
-        const int size = atoi(argv[2]);
-        for (int i = 0; i < size; ++i) {
-            putchar('a' + i % 23);
-            fputc('a' + i % 23, stderr);
+        std::string part(4600, ' ');
+        for (size_t i = 0; i < part.size(); ++i) part[i] = static_cast<char>('a' + i % 23);
+        for (size_t left = strtoul(argv[2], nullptr, 10); left > 0;) {
+            const size_t count = std::min(left, part.size());
+            fwrite(part.data(), 1, count, stdout);
+            fwrite(part.data(), 1, count, stderr);
+            left -= count;
         }
     } else if (name == "input") {
         puts(getchar() == EOF ? "no input" : "input");
