@@ -2,7 +2,7 @@
 # Sets up, builds and passes all tests. The last line counts them.
 #   scripts/test.sh             both bitnesses, the sources and the fuzzer; what CI runs
 #   scripts/test.sh --PRESET    the C++ and whole-program tests of one build, --ubsan say
-# ZELK_FUZZ_SECONDS is the time that each fuzz target gets (20).
+# ZELK_FUZZ_SECONDS is the time that each fuzz target gets (30).
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
@@ -94,7 +94,7 @@ lint() {
 
 fuzz() {
     say "Fuzzing"
-    "$root/scripts/fuzz.sh" "${ZELK_FUZZ_SECONDS:-20}" || true
+    "$root/scripts/fuzz.sh" "${ZELK_FUZZ_SECONDS:-30}" || true
     [ -s "$reports/fuzz.xml" ] || die "the fuzzer did not come to its end"
 }
 
