@@ -4,6 +4,8 @@
 # WINEPREFIX chooses the prefix (default: build/wine below the project); it is made when it is
 # missing. The prefix's server is started once and stays, because a server that comes and goes with
 # every program costs two seconds each time: end it with WINEPREFIX=... wineserver -k.
+# ZELK_LOADER names the loader of the program's own bitness: "wine" takes the 32-bit one and starts
+# 64-bit programs by way of it, which takes twice as long.
 # ZELK_HOLDER names a program that keeps a desktop open in the prefix; it is started with the server.
 set -euo pipefail
 
@@ -52,4 +54,4 @@ if [ ! -e "$WINEPREFIX/.made" ] || ! server_runs; then
         if [ ! -e "$WINEPREFIX/.made" ] || ! server_runs; then start_server; fi
     ) 9>"$WINEPREFIX.lock"
 fi
-[ $# -eq 0 ] || exec wine "$@"
+[ $# -eq 0 ] || exec "${ZELK_LOADER:-wine}" "$@"

@@ -91,6 +91,9 @@ class Machine:
     def wine(self, *command, check=False, **options):
         environment = dict(os.environ, WINEPREFIX=str(PREFIX), **options.pop("env", {}))
         environment.setdefault("ZELK_HOLDER", str(ROOT / "build/x64/standins/holder.exe"))
+        loader = Path("/usr/lib/wine/wine64")
+        if self.preset != "x86" and loader.exists():
+            environment.setdefault("ZELK_LOADER", str(loader))
         options.setdefault("stdin", subprocess.DEVNULL)
         options.setdefault("timeout", 60)
         done = subprocess.run([ROOT / "scripts" / "wine.sh", *map(str, command)],
