@@ -4,6 +4,7 @@ import re
 import shutil
 import subprocess
 import sys
+import tempfile
 from dataclasses import dataclass
 from pathlib import Path
 
@@ -88,16 +89,21 @@ class Machine:
         return file.read_text().splitlines() if file.exists() else []
 
     # Programs --------------------------------------------------------------------------------
-    def wine(self, *command, check=False, **options):
-        environment = dict(os.environ, WINEPREFIX=str(PREFIX), **options.pop("env", {}))
-        environment.setdefault("ZELK_HOLDER", str(ROOT / "build/x64/standins/holder.exe"))
+    def wine(self, *command, check=False, env={}, **options):
         loader = Path("/usr/lib/wine/wine64")
         if self.preset != "x86" and loader.exists():
-            environment.setdefault("ZELK_LOADER", str(loader))
+            env = {"ZELK_LOADER": str(loader), **env}
+        environment = {"ZELK_HOLDER": str(ROOT / "build/x64/standins/holder.exe"), **os.environ,
+                       "WINEPREFIX": str(PREFIX), **env}
         options.setdefault("stdin", subprocess.DEVNULL)
         options.setdefault("timeout", 60)
-        done = subprocess.run([ROOT / "scripts" / "wine.sh", *map(str, command)],
-                              capture_output=True, env=environment, **options)
+        # Files, because whatever a program leaves behind would keep a pipe open.
+        with tempfile.TemporaryFile() as output, tempfile.TemporaryFile() as errors:
+            done = subprocess.run([ROOT / "scripts" / "wine.sh", *map(str, command)],
+                                  stdout=output, stderr=errors, env=environment, **options)
+            for stream in (output, errors):
+                stream.seek(0)
+            done.stdout, done.stderr = output.read(), errors.read()
         assert not check or done.returncode == 0, done
         return done
 
