@@ -4,11 +4,15 @@
 //   starter detached COMMAND...        without a console
 //   starter console COMMAND...         with a console of its own
 //   starter with NAME=VALUE COMMAND... with a variable that Wine takes from its registry otherwise
+//   starter interrupted N COMMAND...   with breaker.dll, which ends it after N registry changes
 #include <windows.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
+
+#include "services/system_library.h"
 
 namespace {
 
@@ -16,15 +20,34 @@ HANDLE invalidHandle() {
     return reinterpret_cast<HANDLE>(uintptr_t{0x76543210});
 }
 
+// Has the process, which is still suspended, load breaker.dll from the folder of this program.
+bool loadBreaker(HANDLE process) {
+    char path[MAX_PATH] = "";
+    GetModuleFileNameA(nullptr, path, MAX_PATH);
+    char* name = strrchr(path, '\\');
+    if (!name || strlen(path) + 16 > sizeof path) return false;
+    memcpy(name + 1, "breaker.dll", sizeof "breaker.dll");
+    void* remote = VirtualAllocEx(process, nullptr, sizeof path, MEM_COMMIT, PAGE_READWRITE);
+    if (!remote || !WriteProcessMemory(process, remote, path, sizeof path, nullptr)) return false;
+    const auto load =
+        findFunction<DWORD WINAPI(void*)>(GetModuleHandleA("kernel32.dll"), "LoadLibraryA");
+    HANDLE thread = CreateRemoteThread(process, nullptr, 0, load, remote, 0, nullptr);
+    DWORD loaded = 0;
+    return thread && WaitForSingleObject(thread, INFINITE) == WAIT_OBJECT_0 &&
+           GetExitCodeThread(thread, &loaded) && loaded != 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     if (argc < 3) return 255;
     const std::string way = argv[1];
+    const bool interrupted = way == "interrupted";
+    if (interrupted) SetEnvironmentVariableA("ZELK_BREAK_AFTER", argv[2]);
     if (way == "with") _putenv(argv[2]);
 
     std::string command;
-    for (int i = way == "with" ? 3 : 2; i < argc; ++i)
+    for (int i = interrupted || way == "with" ? 3 : 2; i < argc; ++i)
         command += std::string("\"") + argv[i] + "\" ";
     STARTUPINFOA startup = {};
     startup.cb = sizeof startup;
@@ -34,7 +57,7 @@ int main(int argc, char** argv) {
             startup.hStdInput = startup.hStdOutput = startup.hStdError = invalidHandle();
         }
     }
-    DWORD flags = 0;
+    DWORD flags = interrupted ? CREATE_SUSPENDED : 0;
     if (way == "detached") flags = DETACHED_PROCESS;
     if (way == "console") flags = CREATE_NEW_CONSOLE;
     PROCESS_INFORMATION process = {};
@@ -43,6 +66,11 @@ int main(int argc, char** argv) {
         fprintf(stderr, "starter: error %lu\n", GetLastError());
         return 255;
     }
+    if (interrupted && !loadBreaker(process.hProcess)) {
+        TerminateProcess(process.hProcess, 254);
+        fprintf(stderr, "starter: breaker.dll could not be loaded\n");
+    }
+    ResumeThread(process.hThread);
     WaitForSingleObject(process.hProcess, INFINITE);
     DWORD code = 255;
     GetExitCodeProcess(process.hProcess, &code);

@@ -107,6 +107,13 @@ class Machine:
         assert not check or done.returncode == 0, done
         return done
 
+    def start(self, name, *arguments):
+        """Starts a stand-in and goes on."""
+        program = self.build / "standins" / f"{name}.exe"
+        command = map(str, [ROOT / "scripts" / "wine.sh", program, *arguments])
+        return subprocess.Popen(command, stdin=subprocess.DEVNULL,
+                                env={**os.environ, "WINEPREFIX": str(PREFIX)})
+
     def standin(self, name, *arguments, **options):
         return self.wine(self.build / "standins" / f"{name}.exe", *arguments, **options)
 
@@ -125,10 +132,10 @@ class Machine:
         return Result(code, *plain)
 
     # Registry --------------------------------------------------------------------------------
-    def registry(self, *keys):
+    def registry(self, *keys, encoding="cp1252", **options):
         """{key: {value name: (type, data)}} of the keys and all below them."""
         tree = {}
-        raw = self.standin("regtree", "--raw", *keys).stdout.decode("cp1252")
+        raw = self.standin("regtree", "--raw", *keys, **options).stdout.decode(encoding)
         for line in raw.replace("\r\n", "\n").splitlines():
             if line.startswith("["):
                 values = tree[line[1:-1]] = {}

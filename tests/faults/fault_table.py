@@ -3,10 +3,11 @@ import os
 from dataclasses import dataclass, field
 from typing import Callable, Union
 
-from conftest import COPIES, DOTNET, PROVIDER, SOURCES, UNINSTALL, XA
+import ordeals
+from conftest import COPIES, DOTNET, PROVIDER, SOURCES, XA
+from ordeals import ENTRY, MINE
 from scene import REGISTER, REPLACE, UNREGISTER
 
-MINE, ENTRY = f"{COPIES}\\MYCOPY", f"{UNINSTALL}\\MYCOPY"
 PRODUCT, OWN_SOURCES = r"SOFTWARE\Orvane", r"SOFTWARE\ODBC\ODBC.INI"
 WRITE, ALL = "0x10006", "KA"  # delete, make subkeys, set values; everything
 FAILED, ODBC_FAILED = "MSG_RECORD_FAILED", "-1879048190"
@@ -19,7 +20,7 @@ class Fault:
     name: str
     harm: Callable = lambda scene: None  # does the damage; may return options for the run
     run: list = field(default_factory=lambda: REGISTER)
-    code: int = 0
+    code: Union[int, str] = 0
     # What is said: a dictionary replaces lines of the steps of an undisturbed run, a list is in the
     # log, a text is all that the console shows.
     says: Union[dict, list, str] = field(default_factory=dict)
@@ -29,6 +30,7 @@ class Fault:
     complains: bool = False   # Wine tells of a child's crash on the error stream
     seconds: float = 5        # the longest that the run may take
     both: bool = False        # worth its time in 32 bits, too
+    ordeal: Callable = None   # instead of all this: a function that does the damage and looks
 
 
 def denied(key, rights=WRITE):
@@ -155,6 +157,12 @@ AREAS = {
         Fault("tool leaves a process that holds its streams", unruly("leaves"), seconds=9),
     ],
     "Registry data": [
+        Fault("path of another copy damaged", code="-106 or 0", ordeal=ordeals.damaged(
+            f"{COPIES}\\OTHER", "Zelk Path Name", "{folder}\\", REGISTER, (0, 0, 0, -106, -106))),
+        Fault("RemoteCopy damaged", code="-105 or 0", ordeal=ordeals.damaged(
+            MINE, "RemoteCopy", "YES", UNREGISTER, (-105, -105, -105, 0, 0))),
+        Fault("default copy damaged", both=True, ordeal=ordeals.damaged(
+            COPIES, "defaultClientInterfaceCopy", "MYCOPY", REPLACE, (0, 0, 0, 0, 0))),
         Fault("copies with names of 255 characters", crowd("subkeys", COPIES, 3, 255),
               but=(COPIES + "\\",)),
         Fault("thousand copies", crowd("subkeys", COPIES, 1000, 20), [*REGISTER, "-v"],
@@ -165,6 +173,29 @@ AREAS = {
               UNREGISTER, but=(PRODUCT,)),
         Fault("subkeys of the uninstall entry with 255 characters",
               crowd("subkeys", ENTRY, 20, 255), UNREGISTER),
+        Fault("keys vanish while they are listed", code="0 or a refusal",
+              ordeal=ordeals.keys_vanish),
+    ],
+    "Interruption": [
+        Fault("killed while registering", code="killed", ordeal=ordeals.register_killed),
+        Fault("killed while unregistering", code="killed", ordeal=ordeals.unregister_killed,
+              both=True),
+        Fault("two registrations, two unregistrations at once", code="0 or a refusal",
+              ordeal=ordeals.at_once(["-r", "-r"], ["-u", "-u"])),
+        Fault("a registration and an unregistration at once", code="0 or a refusal",
+              ordeal=ordeals.at_once(["-r", "-u"])),
+        Fault("fresh session", ordeal=ordeals.fresh_sessions, both=True),
+    ],
+    "Command lines": [
+        Fault("arguments that are refused", ordeal=ordeals.refused_arguments, both=True),
+        Fault("arguments that mean nothing", ordeal=ordeals.odd_arguments),
+        Fault("install path of 200 characters and more", code="0 or -110",
+              ordeal=ordeals.long_paths, both=True),
+        Fault("path with conversions", ordeal=ordeals.lives_in("100%s %n%d%% '&^!")),
+        Fault("path in Western European", ordeal=ordeals.lives_in("Größe ñ", "de_DE")),
+        Fault("path in Japanese", ordeal=ordeals.lives_in("\u8868 \u30bd", "ja_JP", "cp932"),
+              both=True),
+        Fault("path in UTF-8", ordeal=ordeals.lives_in("\u0939\u093f \u8868", "hi_IN", "utf-8")),
     ],
     "Unattended": [
         Fault("no standard handles", started("closed"), console="none", both=True),
@@ -174,5 +205,10 @@ AREAS = {
         Fault("pause with standard input closed",
               lambda s: {"stdin": None, "preexec_fn": lambda: os.close(0)}, ["-p", "-u", "-c", "X"],
               -102, ["MSG_COPY_UNKNOWN X"], console="more"),
+        Fault("terminal but no desktop", ordeal=ordeals.on_a_terminal),
+    ],
+    "Search paths": [
+        Fault("libraries and programs planted in the current folder", ordeal=ordeals.planted,
+              both=True),
     ],
 }

@@ -1,0 +1,86 @@
+// Loaded into the program under test, ends it right after its n-th change to the registry, as a
+// power cut or an impatient administrator would. Whatever changes the registry, the program itself
+// or the ODBC installer in it, does so by way of kernelbase.dll, so that its imports are the one
+// place to watch.
+#include <windows.h>
+#include <winternl.h>
+
+#include <cstdlib>
+
+#include "services/system_library.h"
+
+namespace {
+
+constexpr UINT BROKEN = 99;
+LONG changesLeft;
+
+LONG counted(LONG status, bool changed = true) {
+    if (status >= 0 && changed && --changesLeft == 0) TerminateProcess(GetCurrentProcess(), BROKEN);
+    return status;
+}
+
+using CreateKey = LONG NTAPI(HANDLE*, ACCESS_MASK, OBJECT_ATTRIBUTES*, ULONG, UNICODE_STRING*,
+                             ULONG, ULONG*);
+using SetValueKey = LONG NTAPI(HANDLE, UNICODE_STRING*, ULONG, ULONG, const void*, ULONG);
+using DeleteKey = LONG NTAPI(HANDLE);
+using DeleteValueKey = LONG NTAPI(HANDLE, UNICODE_STRING*);
+CreateKey* createKey;
+SetValueKey* setValueKey;
+DeleteKey* deleteKey;
+DeleteValueKey* deleteValueKey;
+
+LONG NTAPI watchCreateKey(HANDLE* key, ACCESS_MASK access, OBJECT_ATTRIBUTES* attributes,
+                          ULONG index, UNICODE_STRING* type, ULONG options, ULONG* disposition) {
+    ULONG own = 0;
+    if (!disposition) disposition = &own;
+    const LONG status = createKey(key, access, attributes, index, type, options, disposition);
+    return counted(status, *disposition == REG_CREATED_NEW_KEY);
+}
+
+LONG NTAPI watchSetValueKey(HANDLE key, UNICODE_STRING* name, ULONG index, ULONG type,
+                            const void* data, ULONG size) {
+    return counted(setValueKey(key, name, index, type, data, size));
+}
+
+LONG NTAPI watchDeleteKey(HANDLE key) {
+    return counted(deleteKey(key));
+}
+
+LONG NTAPI watchDeleteValueKey(HANDLE key, UNICODE_STRING* name) {
+    return counted(deleteValueKey(key, name));
+}
+
+template <typename Function>
+void watch(const char* name, Function* hook, Function*& original) {
+    const auto base = reinterpret_cast<BYTE*>(GetModuleHandleA("kernelbase.dll"));
+    const auto target =
+        reinterpret_cast<ULONG_PTR>(findFunction<Function>(GetModuleHandleA("ntdll.dll"), name));
+    const auto headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(
+        base + reinterpret_cast<const IMAGE_DOS_HEADER*>(base)->e_lfanew);
+    const auto& table = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
+    auto library = reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(base + table.VirtualAddress);
+    for (; library->FirstThunk != 0; ++library) {
+        for (auto slot = reinterpret_cast<ULONG_PTR*>(base + library->FirstThunk); *slot; ++slot) {
+            if (*slot != target) continue;
+            DWORD old = 0;
+            VirtualProtect(slot, sizeof *slot, PAGE_READWRITE, &old);
+            original = reinterpret_cast<Function*>(*slot);
+            *slot = reinterpret_cast<ULONG_PTR>(hook);
+            VirtualProtect(slot, sizeof *slot, old, &old);
+        }
+    }
+}
+
+}  // namespace
+
+BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
+    if (reason != DLL_PROCESS_ATTACH) return TRUE;
+    char number[16] = "";
+    GetEnvironmentVariableA("ZELK_BREAK_AFTER", number, sizeof number);
+    changesLeft = atol(number);
+    watch("NtCreateKey", watchCreateKey, createKey);
+    watch("NtSetValueKey", watchSetValueKey, setValueKey);
+    watch("NtDeleteKey", watchDeleteKey, deleteKey);
+    watch("NtDeleteValueKey", watchDeleteValueKey, deleteValueKey);
+    return createKey && setValueKey && deleteKey && deleteValueKey;
+}
