@@ -5,7 +5,9 @@
 
 #include "driver/administrator.h"
 #include "driver/install_directory.h"
+#include "odbc/odbc_driver_setup.h"
 #include "odbc/odbc_registration_step.h"
+#include "odbc/trace.h"
 #include "registration/copy_record.h"
 #include "registration/default_copy.h"
 #include "registration/dotnet_configuration.h"
@@ -123,7 +125,8 @@ TEST_F(ThreadFaults, OnlyTheReaderOfStandardErrorDecides) {
 
 TEST_F(ThreadFaults, StepsTellOfIt) {
     failingThreadStart = -1;
-    FAILING(CreateProcessA, FALSE);  // what the steps run is another test's matter
+    threadFailureHook = traceThreadFailure;  // as in the program; here nobody traces
+    FAILING(CreateProcessA, FALSE);          // what the steps run is another test's matter
     FAILING(CopyFileA, TRUE);
     const std::tuple<std::function<int()>, uint32_t, std::string> cases[] = {
         {[] { return registerOleDbProvider(0, "C:\\P\\", false); }, 5111, "[1046] -103\n"},
@@ -194,6 +197,20 @@ TEST(FileFaults, ToolThatCannotBeStagedIsNotRun) {
               noName);
     FAILING(CreateProcessA, FALSE);
     EXPECT_EQ(outcomeOf(run), Outcome(DOTNET_TOOL_NOT_COPIED, "[1085]\n"));  // there is no C:\P
+    EXPECT_EQ(failing_CreateProcessA.calls(), 0);
+}
+
+TEST(FileFaults, CommandThatDoesNotFitIsNotRun) {
+    FAILING(CreateProcessA, FALSE);
+    const std::string longest = "C:\\" + std::string(256, 'p') + '\\';
+    copyText(installDir, longest.c_str());
+    copyText(copyName, "MYCOPY");
+    EXPECT_EQ(outcomeOf([] { return switchDefaultClientCopy(), 0; }).second,
+              "[1081] MYCOPY\n[1079]\n");
+    EXPECT_EQ(outcomeOf([] { return registerOleDbProvider(0, installDir, false); }).second,
+              "[1046] -103\n");
+    EXPECT_EQ(outcomeOf([] { return runDotNetConfigurationTool(0, installDir, false); }),
+              Outcome(DOTNET_TOOL_NOT_COPIED, "[1085]\n"));
     EXPECT_EQ(failing_CreateProcessA.calls(), 0);
 }
 
@@ -397,6 +414,22 @@ const std::string SOURCES = "SOFTWARE\\ODBC\\ODBC.INI\\ODBC Data Sources";
 
 std::string stepPrints(int unregister) {
     return outcomeOf([=] { return OdbcRegistrationStep(unregister, "C:\\P\\", false); }).second;
+}
+
+TEST_F(LibraryFaults, NoInstallDirectoryForTheDriver) {
+    OdbcDriverSetup* setup = OdbcDriverSetup::GetInstance();
+    EXPECT_EQ(setup->failed, 0);
+    PrepareDriver(setup, "C:\\P\\", "");
+    for (const char* directory : {"", static_cast<const char*>(nullptr)}) {
+        PrepareDriver(setup, directory, "");
+        EXPECT_EQ(setup->failed, 1);
+        EXPECT_STREQ(setup->binDir, "C:\\P\\BIN");
+    }
+    EXPECT_EQ(OdbcDriverSetup::GetInstance(), setup);
+    OdbcDriverSetup::DestroyInstance();
+    OdbcDriverSetup::DestroyInstance();
+    EXPECT_EQ(OdbcDriverSetup::GetInstance()->failed, 0);
+    OdbcDriverSetup::DestroyInstance();
 }
 
 // The first test of this program that has a data source removed: the library is kept afterwards.

@@ -31,6 +31,12 @@ TEST_F(Registry, ResultsOfOpeningAndMaking) {
     }
     registry.Open(HKEY_LOCAL_MACHINE, "Plain", REGISTRY_READ);
     EXPECT_EQ(registry.SetValue("V", "x", 2, REG_SZ), DWORD{ERROR_ACCESS_DENIED});
+    EXPECT_EQ(registry.DeleteValue("V"), ZELKI_REGISTRY_ERROR);
+    registry.Open(HKEY_LOCAL_MACHINE, "Plain", REGISTRY_WRITE);
+    EXPECT_EQ(registry.DeleteValue("V"), 0u);
+    EXPECT_EQ(registry.DeleteValue("V"), ZELKI_REGISTRY_ERROR);
+    ZELKiCopyNameRegistry made(HKEY_LOCAL_MACHINE, "Made", true, nullptr, REGISTRY_READ, 0);
+    EXPECT_EQ(made.SetValue("V", "x", 2, REG_SZ), 0u) << "a key that was made can be written to";
 }
 
 TEST_F(Registry, AdoptedKeysStayOpen) {

@@ -126,6 +126,7 @@ TEST(MessageFormat, Conversions) {
         {"[%-4s|%3s]", "[one | %d]"},
         {"%.2s", "on"},
         {"%d %5u %x %ld %I64d %.2f", "0     0 0 0 0 0.00"},
+        {"<%p>", sizeof(void*) == 8 ? "<0000000000000000>" : "<00000000>"},
         {"a%nb%hn%s", "ab(null)"},
         {"%*d|%.*s|%s", "0||(null)"},
         {"%*s", "%d"},
