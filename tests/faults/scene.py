@@ -18,10 +18,10 @@ BASELINES = {}
 OWN_FILES = re.compile(r"zelk/run\.log|.*\.asked|.*/[Tt]emp/ZEL\w+\.tmp(\.exe)?")
 
 
-def line(spec):
+def line(said):
     """"MSG_NAME argument" as the English line, anything else as it stands."""
-    name, _, argument = spec.partition(" ")
-    return message(name, argument) if name.startswith("MSG_") else spec
+    name, _, argument = said.partition(" ")
+    return message(name, argument) if name.startswith("MSG_") else said
 
 
 def steps(arguments, instead):
@@ -41,7 +41,7 @@ def steps(arguments, instead):
                  "MSG_OLEDB_REGISTERED"]
     # Every run here makes its copy the default one, or unregisters the default one.
     whole += ["MSG_DEFAULT_SWITCHING MYCOPY", "MSG_DEFAULT_SWITCHED MYCOPY"]
-    return [line(spec) for one in whole for spec in instead.get(one, [one])]
+    return [line(said) for one in whole for said in instead.get(one, [one])]
 
 
 def differing(left, right):
