@@ -165,7 +165,11 @@ def test_longest_install_path(machine, length, result):
     assert odbc(machine) == POOLING
 
 
-@pytest.mark.parametrize("installed", presets()[1:], indirect=True)
+ELSEWHERE = pytest.param("x86", marks=pytest.mark.skip(reason="runs with the 32-bit programs"))
+
+
+@pytest.mark.parametrize("installed", [p for p in presets() if p.values == ("x86",)] or [ELSEWHERE],
+                         indirect=True)
 def test_each_bitness_registers_in_its_own_view(machine):
     both = [machine, Machine("x64")]
     both[1].delete(*TOUCHED)
