@@ -6,7 +6,7 @@ set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 command -v gcovr >/dev/null || "$root/scripts/setup.sh" --also gcovr
-find "$root/build/coverage" -name '*.gcda' -delete 2>/dev/null || true
+rm -rf "$root/build/coverage"  # the counts of earlier runs, and sources that were renamed since
 # The programs write their counts by the sources' own paths, which lie on this drive of theirs.
 export GCOV_PREFIX=Z:
 "$root/scripts/test.sh" --coverage || printf 'some tests failed; the counts are from all of them\n'

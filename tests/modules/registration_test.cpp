@@ -112,7 +112,7 @@ TEST_F(UninstallEntry, ComesAndGoes) {
 
 TEST_F(UninstallEntry, ExistingEntryStays) {
     putValue(ENTRY, "UninstallString", REG_SZ, "old\0"s);
-    EXPECT_EQ(writeEntry(0), "[1050]\n");
+    EXPECT_EQ(writeEntry(0) + writeEntry(2), "[1050]\n[1077]\n");
     expectValues(ENTRY, {{"UninstallString", REG_SZ, "old\0"s}});
 }
 
