@@ -60,7 +60,7 @@ def lay_copy(drive, preset, name="Bench"):
     folder, build = drive / "zelk" / preset / name, ROOT / "build" / preset
     shutil.rmtree(folder, ignore_errors=True)
     shutil.copytree(build / "package", folder)
-    for file in [build / "standins" / part for part in PARTS] + list((build / "bench").glob("*.exe")):
+    for file in [build / "programs" / part for part in PARTS] + list((build / "bench").glob("*.exe")):
         shutil.copy(file, folder / "bin")
     return f"C:\\zelk\\{preset}\\{name}\\"
 
@@ -111,7 +111,7 @@ class TracedMachine:
     def __init__(self, base, prefix, preset="x64"):
         self.base, self.prefix, self.preset = Path(base), Path(prefix), preset
         self.trace = self.prefix / "requests.txt"
-        self.tools = ROOT / "build" / preset / "standins"
+        self.tools = ROOT / "build" / preset / "programs"
         own = Path("/usr/lib/wine/wine64" if preset == "x64" else "/usr/lib/wine/wine")
         # The loader of the program's own bitness starts it without a start.exe in between.
         self.loader = str(own) if own.exists() else "wine"

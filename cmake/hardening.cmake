@@ -1,11 +1,6 @@
-# Code generation and link properties of everything that is shipped or tested: protections on,
+# Code generation and link properties of everything that is shipped or tested: protections on, and
 # no time stamp and no build path inside, so that equal sources give equal bytes.
 function(zelk_hardening target)
-    if(MSVC)
-        target_compile_options(${target} PRIVATE /GS /guard:cf)
-        target_link_options(${target} PRIVATE /DYNAMICBASE /NXCOMPAT /Brepro)
-        return()
-    endif()
     # Nothing throws, and the C++ runtime's machinery for it would be half of the program.
     target_compile_options(${target} PRIVATE
         -fstack-protector-strong -fno-exceptions -fno-rtti -fno-threadsafe-statics)

@@ -2,12 +2,8 @@
 option(ZELK_WERROR "Treat warnings as errors" OFF)
 
 function(zelk_warnings target)
-    if(MSVC)
-        target_compile_options(${target} PRIVATE /W4 $<$<BOOL:${ZELK_WERROR}>:/WX>)
-    else()
-        target_compile_options(${target} PRIVATE
-            -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Wold-style-cast
-            -Wformat=2 -Wno-format-nonliteral
-            $<$<BOOL:${ZELK_WERROR}>:-Werror>)
-    endif()
+    target_compile_options(${target} PRIVATE
+        -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Wold-style-cast
+        -Wformat=2 -Wno-format-nonliteral
+        $<$<BOOL:${ZELK_WERROR}>:-Werror>)
 endfunction()

@@ -30,7 +30,7 @@ has_wine32() { [ -e /usr/lib/wine/wine ] || [ -e /usr/lib/i386-linux-gnu/wine/i3
 lay_package() {
     mkdir -p "$2"
     cp -r "$root/build/$1/package/." "$2/"
-    cp "$root/build/$1/standins/"{orvanedazelk.dll,zelknmpcfg.exe,zelkswtch.exe,zelkcli.dll,zelkodbc.dll} "$2/bin/"
+    cp "$root/build/$1/programs/"{orvanedazelk.dll,zelknmpcfg.exe,zelkswtch.exe,zelkcli.dll,zelkodbc.dll} "$2/bin/"
 }
 
 # test_case CLASS NAME STATUS: one result in the form of write_report; any STATUS but 0 is a failure.

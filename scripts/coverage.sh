@@ -15,7 +15,7 @@ say "Lines and branches of the product"
 mkdir -p "$root/build/coverage/html"
 cd "$root"
 gcovr --root . --object-directory build/coverage --gcov-executable x86_64-w64-mingw32-gcov-posix \
-    --filter '(driver|odbc|registration|services)/' --exclude-throw-branches \
+    --filter 'src/' --exclude-throw-branches \
     --exclude-unreachable-branches --print-summary --html-details build/coverage/html/index.html \
     --txt build/coverage/report.txt
 grep -vE '^-|^ *$' build/coverage/report.txt

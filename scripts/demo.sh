@@ -10,11 +10,11 @@ source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 demo="$root/build/demo"
 export WINEPREFIX="$demo/prefix"
-export ZELK_HOLDER="$root/build/x64/standins/holder.exe"
+export ZELK_HOLDER="$root/build/x64/programs/holder.exe"
 folder="$WINEPREFIX/drive_c/Program Files/Orvane/Pellimar Package"
 tool='C:\Program Files\Orvane\Pellimar Package\bin\zelkpmreg.exe'
 log='C:\demo\zelkpmreg.log'
-regtree="$root/build/x64/standins/regtree.exe"
+regtree="$root/build/x64/programs/regtree.exe"
 provider='SOFTWARE\Classes\CLSID\{5D3C9B7A-1F60-4E8B-9B5E-0A7C31E6D2F4}'
 uninstall='SOFTWARE\Microsoft\Windows\CurrentVersion\Uninstall\MYCOPY'
 

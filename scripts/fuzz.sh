@@ -3,7 +3,7 @@
 # and undefined-behaviour sanitizers on; two targets at a time.
 #   scripts/fuzz.sh [SECONDS] [TARGET...]     default: 30 seconds each, all targets
 # What is found grows in build/fuzz/corpus; an input that fails is left in build/fuzz/found. Once it
-# is mended, put it into fuzz/corpus under a name that tells what it was.
+# is mended, put it into tests/fuzz/corpus under a name that tells what it was.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
@@ -13,14 +13,14 @@ if [[ "${1:-}" =~ ^[0-9]+$ ]]; then
     shift
 fi
 fuzz="$root/build/fuzz"
-seeds="$root/fuzz/corpus"
+seeds="$root/tests/fuzz/corpus"
 mkdir -p "$fuzz/found"
 targets=("$@")
 [ $# -gt 0 ] || mapfile -t targets < <(ls "$seeds")
 for target in "${targets[@]}"; do [ -d "$seeds/$target" ] || die "there is no target $target"; done
 
 printf 'building the fuzz targets ...\n'
-if ! { cmake -G Ninja -S "$root/fuzz" -B "$fuzz" -DCMAKE_CXX_COMPILER=clang++ -DZELK_WERROR=ON &&
+if ! { cmake -G Ninja -S "$root/tests/fuzz" -B "$fuzz" -DCMAKE_CXX_COMPILER=clang++ -DZELK_WERROR=ON &&
     cmake --build "$fuzz"; } >"$fuzz/build.log" 2>&1; then
     tail -n 40 "$fuzz/build.log" >&2
     die "the fuzz targets cannot be built"

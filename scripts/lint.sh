@@ -6,10 +6,10 @@ set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 cd "$root"
 
-product=(driver odbc registration services)
+product=(src)
 sources() { find "$@" \( -name '*.cpp' -o -name '*.h' \) -print0; }
 
-check_format() { sources "${product[@]}" msg standins tests | xargs -0 clang-format --dry-run -Werror; }
+check_format() { sources "${product[@]}" msg tests bench | xargs -0 clang-format --dry-run -Werror; }
 
 check_shell() { shellcheck scripts/*.sh .ci/run; }
 
@@ -18,7 +18,7 @@ check_cppcheck() {
     local platform
     for platform in win64 win32A; do
         cppcheck --quiet --enable=warning,style,performance,portability --inline-suppr --std=c++20 \
-            --platform="$platform" --error-exitcode=1 -I. "${product[@]}" || return
+            --platform="$platform" --error-exitcode=1 -I. -Isrc "${product[@]}" || return
     done
 }
 

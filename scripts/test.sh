@@ -35,7 +35,7 @@ build_all() {
 # A change of the Wine package, or a prefix that was left half made, must not decide a test.
 start_wine() {
     say "Starting Wine"
-    export ZELK_HOLDER="$root/build/${presets[0]}/standins/holder.exe"
+    export ZELK_HOLDER="$root/build/${presets[0]}/programs/holder.exe"
     stop_server
     "$wine" || die "Wine could not make a prefix in build/wine"
 }

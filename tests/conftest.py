@@ -81,7 +81,7 @@ class Machine:
         shutil.copytree(self.build / "package", folder)
         for file in ("orvanedazelk.dll", "zelknmpcfg.exe", "zelkswtch.exe", "zelkcli.dll",
                      "zelkodbc.dll"):
-            shutil.copy(self.build / "standins" / file, folder / "bin")
+            shutil.copy(self.build / "programs" / file, folder / "bin")
         return f"C:\\zelk\\{self.preset}\\{name}"
 
     def asked(self, tool="zelkswtch", folder=None):
@@ -93,7 +93,7 @@ class Machine:
         loader = Path("/usr/lib/wine/wine64")
         if self.preset != "x86" and loader.exists():
             env = {"ZELK_LOADER": str(loader), **env}
-        environment = {"ZELK_HOLDER": str(ROOT / "build/x64/standins/holder.exe"), **os.environ,
+        environment = {"ZELK_HOLDER": str(ROOT / "build/x64/programs/holder.exe"), **os.environ,
                        "WINEPREFIX": str(PREFIX), **env}
         options.setdefault("stdin", subprocess.DEVNULL)
         options.setdefault("timeout", 60)
@@ -109,13 +109,13 @@ class Machine:
 
     def start(self, name, *arguments):
         """Starts a stand-in and goes on."""
-        program = self.build / "standins" / f"{name}.exe"
+        program = self.build / "programs" / f"{name}.exe"
         command = map(str, [ROOT / "scripts" / "wine.sh", program, *arguments])
         return subprocess.Popen(command, stdin=subprocess.DEVNULL,
                                 env={**os.environ, "WINEPREFIX": str(PREFIX)})
 
     def standin(self, name, *arguments, **options):
-        return self.wine(self.build / "standins" / f"{name}.exe", *arguments, **options)
+        return self.wine(self.build / "programs" / f"{name}.exe", *arguments, **options)
 
     def run(self, *arguments, folder=None, log=r"C:\zelk\run.log", before=(), encoding="cp1252",
             **options):

@@ -55,7 +55,7 @@ def temporary(folder):
 
 
 def limited(way):
-    return lambda scene: {"before": [scene.machine.build / "standins/limited.exe", way]}
+    return lambda scene: {"before": [scene.machine.build / "programs/limited.exe", way]}
 
 
 def without(library):
@@ -68,7 +68,7 @@ def started(*way):
 
 def unruly(way):
     def harm(scene):
-        scene.spoil("bin/zelkswtch.exe", scene.built("standins/unruly.exe"))
+        scene.spoil("bin/zelkswtch.exe", scene.built("programs/unruly.exe"))
         return {"env": {"ZELK_UNRULY": way}}
     return harm
 

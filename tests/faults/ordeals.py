@@ -251,7 +251,7 @@ def planted(scene):
     here.mkdir(exist_ok=True)
     scene.undo.callback(shutil.rmtree, here)
     for name in ("odbccp32.dll", "shfolder.dll", "ZELKOSSE.dll", "regsvr32.exe"):
-        (here / name).write_bytes(scene.built("standins/plant" + name[-4:]))
+        (here / name).write_bytes(scene.built("programs/plant" + name[-4:]))
     registered, removed = scene.baseline()
     for arguments, expected in ((REGISTER, registered), (UNREGISTER, removed)):
         scene.run(*arguments, "-s", log=None, cwd=here)
@@ -259,7 +259,7 @@ def planted(scene):
         assert not mark.exists(), mark.read_text()
     # Beside the program they are loaded and run, so they could have been.
     for name in ("ZELKOSSE.dll", "regsvr32.exe"):
-        scene.spoil("bin/" + name, scene.built("standins/plant" + name[-4:]))
+        scene.spoil("bin/" + name, scene.built("programs/plant" + name[-4:]))
     scene.run(*REGISTER, "-s")
     scene.undo.callback(mark.unlink)
     assert len(mark.read_text().splitlines()) == 2

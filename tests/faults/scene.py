@@ -103,7 +103,7 @@ class Scene:
         self.machine.standin("regharm", *arguments, check=True)
 
     def starter(self, *arguments):
-        return [self.machine.build / "standins/starter.exe", *arguments]
+        return [self.machine.build / "programs/starter.exe", *arguments]
 
     def access(self, key, denied):
         """Everybody is denied the rights to the key."""

@@ -11,7 +11,7 @@
 #include <string>
 #include <tuple>
 
-#include "driver/run_settings.h"
+#include "run/run_settings.h"
 #include "services/owners.h"
 
 using namespace std::string_literals;

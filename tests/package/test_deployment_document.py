@@ -5,9 +5,9 @@ from conftest import COPIES, ENGLISH, ROOT, UNINSTALL
 
 DOCUMENT = (ROOT / "docs" / "deployment.md").read_text()
 SOURCES = "\n".join(file.read_text() for folder in ("registration", "odbc") for file in sorted(
-    (ROOT / folder).iterdir())).replace("\\\\", "\\")
+    (ROOT / "src" / folder).iterdir())).replace("\\\\", "\\")
 CODES = {int(code) for code in re.findall(
-    r"= (-?\d+),", (ROOT / "driver" / "exit_codes.h").read_text())}
+    r"= (-?\d+),", (ROOT / "src" / "run" / "exit_codes.h").read_text())}
 ROWS = re.findall(r"^\| (-?\d+) \| (\d+) \| (0x\w+) \|(.*)\|$", DOCUMENT, re.M)
 BLOCKS = dict(re.findall(r"^(\w+\.cmd):\n\n```bat\n(.*?)```", DOCUMENT, re.M | re.S))
 

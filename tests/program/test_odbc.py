@@ -27,7 +27,7 @@ def lay(machine, *libraries, name="Odbc"):
         if library == BROKEN:
             (machine.path(folder) / "bin" / "odbccp32.dll").write_text(BROKEN)
         else:
-            shutil.copy(machine.build / "standins" / library, machine.path(folder) / "bin")
+            shutil.copy(machine.build / "programs" / library, machine.path(folder) / "bin")
     return folder
 
 

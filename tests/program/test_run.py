@@ -122,7 +122,7 @@ def test_refusal_before_any_change(machine, code):
     for key, value, data in values:
         machine.set(key, value, data.format(folder=machine.default))
     start = machine.everything()
-    before = [machine.build / "standins/limited.exe", "restricted"] if code == -113 else []
+    before = [machine.build / "programs/limited.exe", "restricted"] if code == -113 else []
     done = machine.run(*arguments, "-v", before=before)
     assert done.code == code
     assert done.lines()[-2:] == [message(name, *message_arguments),
@@ -143,7 +143,7 @@ def test_what_overrides_a_refusal(machine):
     assert f"{COPIES}\\MYCOPY" not in machine.registry(COPIES)
     assert f"{COPIES}\\OTHER" in machine.registry(COPIES)
     # A filtered administrator is one: the full token is linked.
-    filtered = [machine.build / "standins/limited.exe", "filtered"]
+    filtered = [machine.build / "programs/limited.exe", "filtered"]
     assert machine.run("-r", "-c", "MYCOPY", before=filtered).code == 0
 
 

@@ -10,8 +10,8 @@
 
 #include "driver/command_line.h"
 #include "driver/install_directory.h"
-#include "driver/language.h"
-#include "driver/run_settings.h"
+#include "run/language.h"
+#include "run/run_settings.h"
 #include "services/message_format.h"
 #include "services/path.h"
 

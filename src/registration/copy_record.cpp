@@ -1,0 +1,132 @@
+#include "registration/copy_record.h"
+
+#include <windows.h>
+
+#include <cstring>
+
+#include "registration/installed_copies_keys.h"
+#include "run/messages.h"
+#include "services/guid.h"
+#include "services/owners.h"
+#include "services/registry.h"
+#include "services/text.h"
+
+namespace {
+
+constexpr char CLIENT_ONLY_VALUE[] = "ClientInterfaceOnlyCopy";
+constexpr char VERSION_SUBKEY[] = "\\CurrentVersion";
+constexpr char PACKAGE_VERSION_SUBKEY[] = "\\Orvane Pellimar Package\\CurrentVersion";
+constexpr char OLEDB_SUBKEY[] = "\\InstallData\\OLEDB";
+
+// The names of the OLE DB provider's components.
+constexpr const char* OLEDB_VALUES[] = {
+    "ORVANEDAZELK",
+    "ORVANEDAZELK Advanced Page",
+    "ORVANEDAZELK Connection Page",
+    "ORVANEDAZELK Enumerator",
+    "ORVANEDAZELK Error Lookup",
+};
+
+struct TextValue {
+    const char* name;
+    const char* data;
+    DWORD size;  // bytes
+};
+
+// Version 10, release 1, modification 2, fix level 238. The sizes are the ones that readers of the
+// record know: "10" and "YES" without a terminating zero, and ten bytes each for the modification
+// and the fix level, of which the text up to the first zero counts. Each is cut from a longer
+// literal, because RegSetValueExA looks at the byte behind the data: a zero there is stored as a
+// terminator, any other byte is not.
+constexpr TextValue VERSION_VALUES[] = {
+    {"Version", "10", 2},
+    {"Release", "1", 2},
+    {"Modification", "2\0\0\0Fix Level", 10},
+    {"Fix Level", "238\0Description", 10},
+    {"Description", "Orvane Pellimar Package", sizeof "Orvane Pellimar Package"},
+};
+
+uint32_t setText(ZELKiRegistry& key, const char* name, const char* text) {
+    return key.SetValue(name, text, static_cast<DWORD>(strlen(text) + 1), REG_SZ);
+}
+
+uint32_t createSubkey(ZELKiCopyNameRegistry& key, const char* subkey, const char* name) {
+    char path[2048];
+    formatText(path, sizeof path, "%s%s", COPY_KEY, subkey);
+    return key.Create(HKEY_LOCAL_MACHINE, path, name, REGISTRY_WRITE, REG_OPTION_NON_VOLATILE);
+}
+
+void writePath(ZELKiCopyNameRegistry& key, const char* installDirectory, const char* name) {
+    // A failure is not reported here: the keys below this one make it or fail themselves.
+    if (createSubkey(key, "", name) != 0) return;
+    constexpr DWORD YES_BYTES = 3;  // without a terminator, see VERSION_VALUES
+    setText(key, PATH_VALUE, installDirectory);
+    key.SetValue(CLIENT_ONLY_VALUE, "YES", YES_BYTES, REG_SZ);
+    key.SetValue(REMOTE_COPY_VALUE, REMOTE_COPY_DATA, YES_BYTES, REG_SZ);
+    key.Close();
+}
+
+void writeVersion(ZELKiCopyNameRegistry& key, const char* subkey, const char* name) {
+    if (createSubkey(key, subkey, name) != 0) {
+        say(MSG_RECORD_FAILED);
+        return;
+    }
+    for (const TextValue& value : VERSION_VALUES) {
+        key.SetValue(value.name, value.data, value.size, REG_SZ);
+    }
+    key.Close();
+}
+
+uint32_t writeOleDbIdentifiers(ZELKiCopyNameRegistry& key, const char* name) {
+    uint32_t result = createSubkey(key, OLEDB_SUBKEY, name);
+    if (result != 0) {
+        say(MSG_RECORD_FAILED);
+        return result;
+    }
+    for (const char* valueName : OLEDB_VALUES) {
+        char guid[1024] = "";
+        if (makeGuidText(guid, sizeof guid)) result = setText(key, valueName, guid);
+    }
+    key.Close();
+    return result;
+}
+
+uint32_t nameDefaultCopy(const char* name) {
+    // The create is not tested: the write fails where it did.
+    OwnedKey key;
+    RegCreateKeyA(HKEY_LOCAL_MACHINE, INSTALLED_COPIES_KEY, key.receive());
+    return static_cast<uint32_t>(RegSetValueExA(key.get(), DEFAULT_COPY_VALUE, 0, REG_SZ,
+                                                reinterpret_cast<const BYTE*>(name),
+                                                static_cast<DWORD>(strlen(name) + 1)));
+}
+
+uint32_t registerCopy(const char* installDirectory, const char* name, bool makeDefault) {
+    ZELKiCopyNameRegistry key;
+    writePath(key, installDirectory, name);
+    writeVersion(key, VERSION_SUBKEY, name);
+    writeVersion(key, PACKAGE_VERSION_SUBKEY, name);
+    uint32_t result = writeOleDbIdentifiers(key, name);
+    if (makeDefault) result = nameDefaultCopy(name);
+    say(result == 0 ? MSG_RECORD_WRITTEN : MSG_RECORD_FAILED);
+    return result;
+}
+
+uint32_t unregisterCopy(const char* name, bool removeProductRoot) {
+    ZELKiCopyNameRegistry key;
+    uint32_t result = key.DeleteKeyTree(HKEY_LOCAL_MACHINE, COPY_KEY, 0, name, nullptr);
+    if (removeProductRoot) {
+        result = key.DeleteKeyTree(HKEY_LOCAL_MACHINE, PRODUCT_KEY, 0, nullptr, nullptr);
+    }
+    say(result == 0 ? MSG_RECORD_REMOVED : MSG_RECORD_FAILED);
+    return result;
+}
+
+}  // namespace
+
+uint32_t writeCopyRecord(int mode, const char* installDirectory, const char* name, bool makeDefault,
+                         bool removeProductRoot) {
+    if (mode == 0) return registerCopy(installDirectory, name, makeDefault);
+    if (mode == 1) return unregisterCopy(name, removeProductRoot);
+    say(MSG_RECORD_REMOVED);
+    return 0;
+}

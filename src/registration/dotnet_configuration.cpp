@@ -1,0 +1,86 @@
+#include "registration/dotnet_configuration.h"
+
+#include <windows.h>
+
+#include "run/messages.h"
+#include "run/run_settings.h"
+#include "services/path.h"
+#include "services/process_runner.h"
+#include "services/registry.h"
+#include "services/temporary_file.h"
+#include "services/text.h"
+
+namespace {
+
+constexpr char DOTNET_KEY[] = "SOFTWARE\\Microsoft\\.NETFramework";
+constexpr size_t ROOT_BYTES = 256;
+constexpr char TEMPORARY_PREFIX[] = "ZELKRC";
+
+int unregistrationsBeforeRegistering;  // at most one in a process
+
+bool copyTool(const char* installDirectory, const char* temporaryName) {
+    char copy[PATH_BYTES];
+    char tool[PATH_BYTES];
+    return formatText(copy, sizeof copy, "%s.exe", temporaryName) == TEXT_OK &&
+           formatText(tool, sizeof tool, "%s\\bin\\zelknmpcfg.exe", installDirectory) == TEXT_OK &&
+           CopyFileA(tool, copy, FALSE);
+}
+
+// Runs the command and prints what came of it. The command names the temporary file itself, not
+// the ".exe" copy beside it. That is required: the command line is part of the package's interface
+// to its tool and stays as released.
+int runTool(int mode, const char* installDirectory, const char* temporaryName) {
+    char command[2568] = "";
+    formatText(command, sizeof command,
+               "\"%s\" %s -level 10.1.2 -zelkpath \"%s\" -logfile zelknmpcfg.log", temporaryName,
+               mode == 0 ? "-register" : "-unregister", installDirectory);
+    sayVerbose(MSG_DOTNET_COMMAND, command);
+    ProcessRunner runner(command, false, false, false);
+    const int result = runner.run(true, false) != 0 ? DOTNET_TOOL_NOT_RUN : 0;
+
+    const Decimal code(result);
+    sayVerbose(MSG_DOTNET_RESULT, code.text);
+    if (result == 0) {
+        say(mode == 0 ? MSG_DOTNET_REGISTERED : MSG_DOTNET_UNREGISTERED);
+    } else {
+        say(mode == 0 ? MSG_DOTNET_REGISTER_FAILED : MSG_DOTNET_UNREGISTER_FAILED, code.text);
+    }
+    return result;
+}
+
+}  // namespace
+
+bool findDotNetFrameworkRoot(char* out) {
+    for (const char* name : {"sdkInstallRoot", "InstallRoot"}) {
+        const ZELKiCopyNameRegistry key(HKEY_LOCAL_MACHINE, DOTNET_KEY, false, nullptr,
+                                        REGISTRY_READ, 0);
+        bool found = false;
+        unsigned index = 0;
+        key.FindValue(name, &found, &index);
+        if (!found) continue;
+        readRegistryText(key, name, out, ROOT_BYTES);
+        return true;
+    }
+    return false;
+}
+
+int runDotNetConfigurationTool(int mode, const char* installDirectory, bool makeDefault) {
+    char temporaryName[PATH_BYTES] = "";
+    if (makeTempFileName(TEMPORARY_PREFIX, temporaryName) != 0 || temporaryName[0] == '\0') {
+        say(MSG_DOTNET_NO_TEMPORARY_NAME);
+        return DOTNET_NO_TEMPORARY_NAME;
+    }
+    if (!copyTool(installDirectory, temporaryName)) {
+        say(MSG_DOTNET_NOT_COPIED);
+        return DOTNET_TOOL_NOT_COPIED;
+    }
+    if (mode == 0 && replaceExisting && unregistrationsBeforeRegistering == 0) {
+        ++unregistrationsBeforeRegistering;
+        runDotNetConfigurationTool(1, installDirectory, makeDefault);
+    }
+    const int result = runTool(mode, installDirectory, temporaryName);
+    // The ".exe" copy stays in the temporary folder, deliberately: the tool may go on working
+    // after the process that was waited for has ended.
+    DeleteFileA(temporaryName);
+    return result;
+}

@@ -1,0 +1,63 @@
+#include "registration/uninstall_entry.h"
+
+#include <windows.h>
+
+#include <cstring>
+
+#include "run/messages.h"
+#include "run/run_settings.h"
+#include "services/owners.h"
+#include "services/registry.h"
+#include "services/text.h"
+
+namespace {
+
+constexpr char UNINSTALL_KEY[] = "Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\";
+constexpr char DISPLAY_NAME_VALUE[] = "DisplayName";
+constexpr char UNINSTALL_STRING_VALUE[] = "UninstallString";
+
+LSTATUS setText(HKEY key, const char* name, const char* text) {
+    return RegSetValueExA(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text),
+                          static_cast<DWORD>(strlen(text) + 1));
+}
+
+// True when the entry is there afterwards.
+bool addEntry(const char* keyPath, const char* uninstallString) {
+    ZELKiRegistry probe;
+    if (probe.TryOpen(HKEY_LOCAL_MACHINE, keyPath, REGISTRY_READ)) return true;
+    OwnedKey key;
+    RegCreateKeyA(HKEY_LOCAL_MACHINE, keyPath, key.receive());
+    setText(key.get(), DISPLAY_NAME_VALUE, displayName);
+    // The one result that counts: without this value the entry is of no use, and where the key
+    // could not be made this fails as well.
+    return setText(key.get(), UNINSTALL_STRING_VALUE, uninstallString) == ERROR_SUCCESS;
+}
+
+// True when the entry is gone afterwards.
+bool removeEntry(const char* keyPath) {
+    ZELKiRegistry registry;
+    if (!registry.TryOpen(HKEY_LOCAL_MACHINE, keyPath, REGISTRY_READ)) return true;
+    return registry.DeleteKeyTree(HKEY_LOCAL_MACHINE, keyPath, 0, nullptr) == 0;
+}
+
+}  // namespace
+
+void writeUninstallEntry(int mode, const char* installDirectory, const char* name) {
+    char keyPath[2048];
+    formatText(keyPath, sizeof keyPath, "%s%s", UNINSTALL_KEY, name);
+    // The path of the tool is not quoted. Windows finds it all the same, and other tools of the
+    // package compare the text as it stands.
+    char uninstallString[2048];
+    formatText(uninstallString, sizeof uninstallString, "%sbin\\zelkpmreg.exe -u -p -c %s",
+               installDirectory, name);
+    sayVerbose(MSG_UNINSTALL_KEY, keyPath);
+
+    if (mode == 0) {
+        say(addEntry(keyPath, uninstallString) ? MSG_UNINSTALL_WRITTEN
+                                               : MSG_UNINSTALL_WRITE_FAILED);
+    } else if (mode == 1) {
+        say(removeEntry(keyPath) ? MSG_UNINSTALL_REMOVED : MSG_UNINSTALL_REMOVE_FAILED);
+    } else {
+        say(MSG_UNINSTALL_REMOVED);
+    }
+}

@@ -1,0 +1,64 @@
+#include "run/message_library.h"
+
+#include <windows.h>
+
+#include <cstdlib>
+
+#include "run/messages.h"
+#include "run/refusal.h"
+#include "run/run_settings.h"
+#include "services/file_system.h"
+#include "services/text.h"
+
+char systemLocale[LANGUAGE_TEXT_BYTES];
+char currentLocale[LANGUAGE_TEXT_BYTES];
+char messageDir[522];
+char messageLibraryPath[522];
+
+namespace {
+
+constexpr int PROBE_BYTES = 2048;
+constexpr int USAGE_BYTES = 4096;
+
+void chooseLocale() {
+    if (!lookupSystemLanguage(LANGUAGE_LOCALE, systemLocale)) {
+        copyText(systemLocale, FALLBACK_LOCALE);
+    }
+    copyText(currentLocale, systemLocale);
+    // A code that the table does not have leaves the system's language in force, silently.
+    if (languageCode[0] != '\0') lookupLanguageCode(languageCode, currentLocale);
+}
+
+void buildLibraryPath() {
+    formatText(messageDir, sizeof messageDir, "%smsg\\%s\\", installDir, currentLocale);
+    formatText(messageLibraryPath, sizeof messageLibraryPath, "%s%s", messageDir, "zelkpmreg.dll");
+}
+
+}  // namespace
+
+void loadMessageLibrary() {
+    chooseLocale();
+    buildLibraryPath();
+    if (!fileExists(messageLibraryPath)) {
+        sayLiteral("The specified language %s is not installed.  Falling back on %s\n",
+                   currentLocale, FALLBACK_LOCALE);
+        copyText(currentLocale, FALLBACK_LOCALE);
+        copyText(languageCode, FALLBACK_LANGUAGE);
+        buildLibraryPath();
+    }
+    sayVerboseLiteral("\n==== Testing LoadString ====\n");
+    messageModule = LoadLibraryA(messageLibraryPath);
+    if (!messageModule) {
+        sayLiteral("Could not load the message dll %s\n", messageLibraryPath);
+        endWithError(EXIT_NO_MESSAGE_LIBRARY);
+    }
+    char probe[PROBE_BYTES];
+    LoadStringA(messageModule, MSG_PROBE, probe, PROBE_BYTES);
+}
+
+void showUsageAndExit() {
+    static char usage[USAGE_BYTES];
+    LoadStringA(messageModule, MSG_USAGE, usage, USAGE_BYTES);
+    printToConsole(usage);
+    exit(EXIT_DONE);  // which closes the log
+}
