@@ -168,7 +168,7 @@ def test_keys_vanish_while_they_are_listed(trial):
 
 def test_two_runs_at_once(trial):
     trial.make_quick()
-    allowed = {REPLACE: {0}, UNREGISTER: {0, -102, -105, -108}}
+    allowed = {REPLACE: {0}, UNREGISTER: {0, -102, -104, -105, -108}}
     with ThreadPoolExecutor(2) as pool:
         for pair in 25 * [2 * [REPLACE], 2 * [UNREGISTER], [REPLACE, UNREGISTER]]:
             runs = [pool.submit(trial.start, *options) for options in pair]
