@@ -4,6 +4,7 @@ import hashlib
 import os
 import re
 import shutil
+import subprocess
 import zipfile
 
 import pefile
@@ -14,46 +15,68 @@ from support.wine import ROOT
 LARGEST_PROGRAM = 200_000
 HIGH_ENTROPY, DYNAMIC_BASE, NO_EXECUTE = 0x20, 0x40, 0x100
 RELOCATIONS_STRIPPED, MANIFEST = 1, 24
-MACHINES = {"x64": 0x8664, "x86": 0x14C}
+MACHINE = {"x64": 0x8664, "x86": 0x14C}
+BUILT = ROOT / "build" / PRESET / "package"
 # src/services/stack_guard.cpp mixes the guard with it. The linker takes that file only for
 # functions that are protected.
 GUARD = bytes.fromhex("157c4a7f")
 
+pytestmark = pytest.mark.both
 
-def read(package, file):
+
+@pytest.fixture(scope="module")
+def archive():
+    """Made from a copy of the sources in a folder with a longer path and no history."""
+    sources = ROOT / "build" / f"elsewhere {PRESET}" / "a longer path"
+    shutil.rmtree(sources.parent, ignore_errors=True)
+    shutil.copytree(ROOT, sources, ignore=shutil.ignore_patterns("build", "dist", ".git"))
+    done = subprocess.run([sources / "scripts/release.sh", PRESET], capture_output=True, text=True,
+                          env={**os.environ, "SOURCE_DATE_EPOCH": "1767225600"})
+    assert done.returncode == 0, done.stdout + done.stderr
+    (archive,) = (sources / "dist").glob("*.zip")
+    yield archive
+    shutil.rmtree(sources.parent)
+
+
+@pytest.fixture(scope="module")
+def package(archive, tmp_path_factory):
+    """The files of the archive."""
+    folder = tmp_path_factory.mktemp("package")
+    zipfile.ZipFile(archive).extractall(folder)
+    return folder
+
+
+def read(file):
     image = pefile.PE(file)
-    wanted = DYNAMIC_BASE | NO_EXECUTE | (HIGH_ENTROPY if package.preset == "x64" else 0)
+    wanted = DYNAMIC_BASE | NO_EXECUTE | (HIGH_ENTROPY if PRESET == "x64" else 0)
     assert image.OPTIONAL_HEADER.DllCharacteristics & wanted == wanted
-    assert image.FILE_HEADER.Machine == MACHINES[package.preset]
+    assert image.FILE_HEADER.Machine == MACHINE[PRESET]
     assert image.FILE_HEADER.TimeDateStamp == 0
     assert not image.FILE_HEADER.Characteristics & RELOCATIONS_STRIPPED
     return image
 
 
-def test_contents(package):
-    entries = [e for e in zipfile.ZipFile(package.archive).infolist() if not e.is_dir()]
-    built = ROOT / "build" / package.preset / "package"
+def test_contents(archive, package):
+    entries = [e for e in zipfile.ZipFile(archive).infolist() if not e.is_dir()]
     assert {e.filename for e in entries} == {
         "NOTICE", "README.md", "docs/administration.md", "docs/deployment.md",
-        *(file.relative_to(built).as_posix() for file in built.rglob("*") if file.is_file())}
+        *(file.relative_to(BUILT).as_posix() for file in BUILT.rglob("*") if file.is_file())}
     # Neither the time nor anything else of the machine on which they are built.
     assert {(e.date_time, e.extra) for e in entries} == {((2026, 1, 1, 0, 0, 0), b"")}
-    for file in package.folder.rglob("*.*"):
+    for file in package.rglob("*.*"):
         assert str(ROOT).encode() not in file.read_bytes(), file
-    sums = (package.archive.parent / "SHA256SUMS").read_text()
-    digest = hashlib.sha256(package.archive.read_bytes()).hexdigest()
-    assert f"{digest}  {package.archive.name}\n" in sums
+    digest = hashlib.sha256(archive.read_bytes()).hexdigest()
+    assert f"{digest}  {archive.name}\n" in (archive.parent / "SHA256SUMS").read_text()
 
 
 def test_same_bytes_in_another_folder(package):
-    built = ROOT / "build" / package.preset / "package"
-    assert [file for file in built.rglob("*.*") if file.read_bytes() != (
-        package.folder / file.relative_to(built)).read_bytes()] == []
+    assert [file for file in BUILT.rglob("*.*") if file.read_bytes() != (
+        package / file.relative_to(BUILT)).read_bytes()] == []
 
 
 def test_program(package):
-    file = package.folder / "bin" / "zelkpmreg.exe"
-    image = read(package, file)
+    file = package / "bin" / "zelkpmreg.exe"
+    image = read(file)
     assert {entry.dll.decode().lower() for entry in image.DIRECTORY_ENTRY_IMPORT} == {
         "kernel32.dll", "advapi32.dll", "user32.dll", "msvcrt.dll"}
     assert all(not (s.IMAGE_SCN_MEM_WRITE and s.IMAGE_SCN_MEM_EXECUTE) for s in image.sections)
@@ -67,22 +90,21 @@ def test_program(package):
 
 
 def test_message_libraries(package):
-    libraries = {file.parent.name: file for file in package.folder.glob("msg/*/zelkpmreg.dll")}
+    libraries = {file.parent.name: file for file in package.glob("msg/*/zelkpmreg.dll")}
     assert libraries.keys() == {file.parent.name for file in ROOT.glob("msg/*/zelkpmreg.rc")}
     for file in libraries.values():
-        image = read(package, file)
+        image = read(file)
         assert image.OPTIONAL_HEADER.AddressOfEntryPoint == 0
         assert not getattr(image, "DIRECTORY_ENTRY_IMPORT", [])
         assert not getattr(image, "DIRECTORY_ENTRY_TLS", None)
         assert image.is_dll()
 
 
-@pytest.mark.parametrize("package", [PRESET], indirect=True)
-def test_registers_from_the_archive(package, machine):
+def test_registers_from_the_archive(archive, machine):
     folder = machine.copy("Released")
     shutil.rmtree(machine.path(folder) / "msg")
     os.unlink(machine.path(folder) / "bin" / "zelkpmreg.exe")
-    zipfile.ZipFile(package.archive).extractall(machine.path(folder))
+    zipfile.ZipFile(archive).extractall(machine.path(folder))
     done = machine.run("-c", "MYCOPY", "-d", "-s", folder=folder)
     assert (done.code, done.console) == (0, "")
     assert message("MSG_OLEDB_REGISTERED") in done.lines()
