@@ -20,7 +20,6 @@ class Owner {
     ~Owner() { reset(); }
 
     Value get() const { return value_; }
-    Value operator->() const { return value_; }
     explicit operator bool() const { return value_ != Value{}; }
     Value release() { return std::exchange(value_, Value{}); }
     void reset(Value value = Value{}) {

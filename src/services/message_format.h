@@ -19,8 +19,6 @@ size_t formatMessage(char* out, size_t size, const char* format, const char* con
 class FormattedMessage {
   public:
     FormattedMessage(const char* format, const char* const* arguments, size_t count);
-    FormattedMessage(const FormattedMessage&) = delete;
-    FormattedMessage& operator=(const FormattedMessage&) = delete;
 
     const char* text() const { return long_ ? long_.get() : short_; }
 

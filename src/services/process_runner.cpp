@@ -92,12 +92,13 @@ int ProcessRunner::startReader(OwnedHandle pipe, OwnedBuffer& store, ThreadRecor
 }
 
 unsigned ProcessRunner::readPipe(void* argument) {
-    const OwnedObject<Reader> reader(static_cast<Reader*>(argument));
-    Shared& state = *reader->shared;
-    Capture capture(*reader->store);
+    const OwnedObject<Reader> owned(static_cast<Reader*>(argument));
+    const Reader& reader = *owned.get();
+    Shared& state = *reader.shared;
+    Capture capture(*reader.store);
     char bytes[512];
     DWORD count = 0;
-    while (ReadFile(reader->pipe.get(), bytes, sizeof bytes, &count, nullptr) && count > 0 &&
+    while (ReadFile(reader.pipe.get(), bytes, sizeof bytes, &count, nullptr) && count > 0 &&
            state.stopFlag != 1) {
         state.lastRead = GetTickCount();
         capture.append(bytes, count);

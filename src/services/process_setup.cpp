@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <cwchar>
 
 #include "services/owners.h"
@@ -10,10 +11,10 @@
 namespace {
 
 bool isRuntimeVariable(const wchar_t* variable) {
-    for (const wchar_t* prefix : {L"COR_", L"CORECLR_", L"COMPLUS_", L"DOTNET_"}) {
-        if (_wcsnicmp(variable, prefix, wcslen(prefix)) == 0) return true;
-    }
-    return false;
+    static constexpr const wchar_t* PREFIXES[] = {L"COR_", L"CORECLR_", L"COMPLUS_", L"DOTNET_"};
+    return std::ranges::any_of(PREFIXES, [variable](const wchar_t* prefix) {
+        return _wcsnicmp(variable, prefix, wcslen(prefix)) == 0;
+    });
 }
 
 // variable is an entry of the environment block, "NAME=value".
@@ -43,9 +44,10 @@ void setSystemVariables() {
         SetEnvironmentVariableW(L"windir", directory);
     }
     constexpr wchar_t PROCESSOR[] = L"\\cmd.exe";
+    constexpr size_t PROCESSOR_SIZE = sizeof PROCESSOR / sizeof *PROCESSOR;
     length = GetSystemDirectoryW(directory, PATH_BYTES);
-    if (length > 0 && length + wcslen(PROCESSOR) < PATH_BYTES) {
-        wcscpy(directory + length, PROCESSOR);
+    if (length > 0 && length + PROCESSOR_SIZE <= PATH_BYTES) {
+        wmemcpy(directory + length, PROCESSOR, PROCESSOR_SIZE);
         SetEnvironmentVariableW(L"ComSpec", directory);
     }
 }

@@ -13,7 +13,8 @@ struct Trampoline {
 
 unsigned __stdcall trampolineMain(void* argument) {
     const OwnedObject<Trampoline> owned(static_cast<Trampoline*>(argument));
-    return owned->function(owned->argument);
+    const Trampoline& record = *owned.get();
+    return record.function(record.argument);
 }
 
 }  // namespace
