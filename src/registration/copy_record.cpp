@@ -2,8 +2,6 @@
 
 #include <windows.h>
 
-#include <cstring>
-
 #include "registration/copy_name_registry.h"
 #include "registration/installed_copies_keys.h"
 #include "run/messages.h"
@@ -78,9 +76,8 @@ uint32_t writeOleDbIdentifiers(ZELKiCopyNameRegistry& key, const char* name) {
         return result;
     }
     for (const char* valueName : OLEDB_VALUES) {
-        char guid[1024] = "";
-        if (!makeGuidText(guid, sizeof guid)) continue;
-        result = key.SetValue(valueName, guid, static_cast<DWORD>(strlen(guid) + 1), REG_SZ);
+        char guid[GUID_TEXT_BYTES] = "";
+        if (makeGuidText(guid)) result = key.SetValue(valueName, guid, GUID_TEXT_BYTES, REG_SZ);
     }
     key.Close();
     return result;

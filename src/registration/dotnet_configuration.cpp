@@ -15,6 +15,7 @@ namespace {
 
 constexpr char DOTNET_KEY[] = "SOFTWARE\\Microsoft\\.NETFramework";
 constexpr size_t ROOT_BYTES = 256;
+constexpr size_t COMMAND_BYTES = 2568;
 constexpr char TEMPORARY_PREFIX[] = "ZELKRC";
 
 Once unregistrationFirst;
@@ -30,7 +31,7 @@ bool copyTool(const char* installDirectory, const char* temporaryName) {
 // Runs the command and prints the result. The command names the temporary file itself, which is
 // empty, and not the ".exe" copy beside it: this is required.
 int runTool(int mode, const char* installDirectory, const char* temporaryName) {
-    char command[2568] = "";
+    char command[COMMAND_BYTES] = "";
     formatText(command, sizeof command,
                "\"%s\" %s -level 10.1.2 -zelkpath \"%s\" -logfile zelknmpcfg.log", temporaryName,
                mode == 0 ? "-register" : "-unregister", installDirectory);
