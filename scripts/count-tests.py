@@ -16,7 +16,7 @@ def count(outcome, name, reason=None):
     if outcome == "failed":
         print(f"FAILED: {name}")
     elif outcome == "skipped":
-        reasons[reason or "disabled"] += 1
+        reasons[(reason or "disabled").splitlines()[-1]] += 1
 
 
 def outcome_of(case):

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Makes the archives that are handed out: dist/zelkpmreg-<version>-x64.zip and -x86.zip, with their
-# sums in dist/SHA256SUMS. Equal sources give equal bytes, in whatever folder and at whatever time.
+# sums in dist/SHA256SUMS. Equal sources give equal bytes, in any folder and at any time.
 #   scripts/release.sh             both
 #   scripts/release.sh x64|x86     one of them
 set -euo pipefail
@@ -14,7 +14,7 @@ when=${SOURCE_DATE_EPOCH:-$(git -C "$root" log -1 --format=%ct 2>/dev/null || ec
 presets=(x64 x86)
 [ $# -eq 0 ] || presets=("$@")
 
-# The build has a folder of its own: options of somebody's working build must not get into what is
+# The build has a folder of its own: options of a working build must not get into what is
 # handed out.
 pack() {
     local preset=$1 built="$root/build/release/$1" tree="$root/build/release/tree/$1"
