@@ -1,12 +1,11 @@
 """Each language on a system of that language: choice, texts as programs get them, the console."""
 import os
-import pty
 import re
-import subprocess
 
 import check_sources
 import pytest
-from conftest import PREFIX, ROOT, system
+from support.machine import PREFIX
+from support.wine import ROOT, on_terminal, system
 
 # Code of -i, locale folder, locale of the machine.
 LANGUAGES = """
@@ -24,7 +23,7 @@ def source(locale):
     """(code page, texts) of a locale folder as it is named in the source tree."""
     locale = {"en_us": "en_US"}.get(locale, locale)
     texts = check_sources.texts(ROOT / "msg" / locale / "zelkpmreg.rc")
-    return f"cp{check_sources.LOCALES[locale][1]}", dict(texts)
+    return f"cp{check_sources.PAGES[locale]}", dict(texts)
 
 
 @pytest.mark.parametrize("code, locale, name", LANGUAGES, ids=[row[1] for row in LANGUAGES])
@@ -67,33 +66,13 @@ def test_language_that_is_not_installed(machine):
     assert "\\msg\\en_US\\" in done.log and done.code == -102
 
 
-def on_terminal(command, name):
-    """What a pseudo-terminal of 200 columns shows of a program's output."""
-    master, slave = pty.openpty()
-    subprocess.run(["stty", "cols", "200", "rows", "60"], stdin=slave, check=True)
-    environment = dict(os.environ, **system(name), WINEPREFIX=str(PREFIX), TERM="xterm")
-    process = subprocess.Popen([ROOT / "scripts" / "wine.sh", *command], stdin=slave, stdout=slave,
-                               stderr=subprocess.DEVNULL, env=environment, start_new_session=True)
-    os.close(slave)
-    shown = b""
-    while True:
-        try:
-            chunk = os.read(master, 65536)
-        except OSError:  # the terminal has ended
-            break
-        shown += chunk
-        if process.poll() is not None and not chunk:
-            break
-    os.close(master)
-    process.wait(30)
-    return re.sub(r"\x1b\[[0-9;?]*[a-zA-Z]|\x1b\][^\a]*\a", "", shown.decode("utf-8", "replace"))
-
-
 @pytest.mark.parametrize("locale, name", [("de_de", "de_DE"), ("ru_ru", "ru_RU"),
                                           ("el_gr", "el_GR"), ("ar_aa", "ar_SA"),
                                           ("ja_jp", "ja_JP")])
 def test_console_shows_the_text_as_written(machine, locale, name):
     _, texts = source(locale)
     tool = f"{machine.default}\\bin\\zelkpmreg.exe"
-    shown = on_terminal([tool, "-l", r"C:\zelk\run.log", "-u", "-c", "MYCOPY"], name)
-    assert texts["MSG_COPY_UNKNOWN"] % "MYCOPY" in shown.replace("\r", "").replace("\n", ""), shown
+    command = [ROOT / "scripts/wine.sh", tool, "-l", r"C:\zelk\run.log", "-u", "-c", "MYCOPY"]
+    _, shown = on_terminal(command, {**os.environ, **system(name), "WINEPREFIX": str(PREFIX)})
+    plain = re.sub(r"\x1b\[[0-9;?]*[a-zA-Z]|\x1b\][^\a]*\a|[\r\n]", "", shown.decode("utf-8"))
+    assert texts["MSG_COPY_UNKNOWN"] % "MYCOPY" in plain, plain
