@@ -140,14 +140,6 @@ TEST_F(Files, CopiesFollowNoLink) {
     EXPECT_FALSE(copyWithoutLinks((source + "x").c_str(), plain.c_str()));
 }
 
-TEST_F(Files, ShortPaths) {
-    char path[261];
-    EXPECT_EQ(toShortPath(folder.c_str(), path), 0);
-    EXPECT_TRUE(directoryExists(path)) << path;
-    EXPECT_EQ(toShortPath((folder + "\\not there").c_str(), path), -1);
-    EXPECT_EQ(path, folder + "\\not there");
-}
-
 bool isInherited(FILE* file) {
     DWORD flags = 0;
     GetHandleInformation(reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file))), &flags);
@@ -170,18 +162,6 @@ TEST_F(Files, LogsAreEmptiedAndNotInherited) {
     }
 }
 
-TEST_F(Files, DefaultLogFollowsNoLink) {
-    const std::string target = put("target", "kept");
-    const std::string hard = link("hard.log", target);
-    EXPECT_EQ(openLogWithoutLinks(hard.c_str()), nullptr);
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_ACCESS_DENIED});
-    EXPECT_EQ(read(target), "kept");
-    FILE* given = openLog(hard.c_str());  // a path of the command line is the caller's affair
-    ASSERT_NE(given, nullptr);
-    fclose(given);
-    EXPECT_EQ(read(target), "");
-}
-
 TEST(DefaultLog, Path) {
     char path[261] = "kept";
     EXPECT_FALSE(buildDefaultLogPath("quenlet", path, 30));
@@ -199,49 +179,37 @@ TEST(DefaultLog, Path) {
     EXPECT_STREQ(text, "Thu Nov  5 02_26_04 2026");
 }
 
+#define EXPECT_NO_DEFAULT_LOG(...)                                 \
+    {                                                              \
+        FAILING(__VA_ARGS__);                                      \
+        char path[261] = "kept";                                   \
+        EXPECT_FALSE(buildDefaultLogPath("x", path, sizeof path)); \
+        EXPECT_STREQ(path, "kept") << #__VA_ARGS__;                \
+    }
+
 TEST(DefaultLog, IsMissingWhenTheSystemFails) {
-    const auto isBuilt = [] {
-        char path[261] = "kept";
-        const bool built = buildDefaultLogPath("quenlet", path, sizeof path);
-        EXPECT_EQ(strcmp(path, "kept") == 0, !built);
-        return built;
-    };
-    {
-        FAILING(LoadLibraryExA, nullptr);
-        EXPECT_FALSE(isBuilt());
-    }
-    {
-        FAILING(GetProcAddress, nullptr);
-        EXPECT_FALSE(isBuilt());
-    }
-    {
-        FAILING(GetShortPathNameA, 0);
-        EXPECT_FALSE(isBuilt());
-    }
-    {
-        FAILING(GetShortPathNameA, 261);  // what a longer one would need
-        EXPECT_FALSE(isBuilt());
-    }
+    EXPECT_NO_DEFAULT_LOG(LoadLibraryExA, nullptr);
+    EXPECT_NO_DEFAULT_LOG(GetProcAddress, nullptr);
+    EXPECT_NO_DEFAULT_LOG(GetShortPathNameA, 0);
+    EXPECT_NO_DEFAULT_LOG(GetShortPathNameA, 261);  // what a longer one would need
     FAILING(GetSystemDirectoryA, 0);
     EXPECT_EQ(loadSystemLibrary("kernel32.dll"), nullptr);
 }
 
 TEST(ProcessSetup, VariablesThatLoadLibrariesAreRemoved) {
-    for (const char* name : {"COR_PROFILER", "CoreCLR_PROFILER_PATH", "COMPlus_x", "DOTNET_hooks"})
-        SetEnvironmentVariableA(name, "planted");
-    for (const char* name : {"ComSpec", "windir", "SystemRoot", "CORRECT", "XDOTNET_"})
-        SetEnvironmentVariableA(name, "C:\\planted");
+    const std::pair<const char*, bool> cases[] = {{"COR_PROFILER", false}, {"CoreCLR_x", false},
+                                                  {"COMPlus_x", false},    {"DOTNET_x", false},
+                                                  {"CORRECT", true},       {"XDOTNET_", true}};
+    for (const auto& [name, stays] : cases) SetEnvironmentVariableA(name, "planted");
+    for (const char* name : {"ComSpec", "windir", "SystemRoot"}) SetEnvironmentVariableA(name, "x");
     prepareProcess();
     char value[261];
-    for (const char* name : {"COR_PROFILER", "CoreCLR_PROFILER_PATH", "COMPlus_x", "DOTNET_hooks"})
-        EXPECT_EQ(GetEnvironmentVariableA(name, value, sizeof value), 0u) << name;
+    for (const auto& [name, stays] : cases)
+        EXPECT_EQ(GetEnvironmentVariableA(name, value, sizeof value) > 0, stays) << name;
     for (const char* name : {"ComSpec", "windir", "SystemRoot"}) {
-        EXPECT_GT(GetEnvironmentVariableA(name, value, sizeof value), 0u);
-        EXPECT_STRNE(value, "C:\\planted") << name;
+        GetEnvironmentVariableA(name, value, sizeof value);
         EXPECT_TRUE(fileExists(value) || directoryExists(value)) << value;
     }
-    for (const char* name : {"CORRECT", "XDOTNET_"})
-        EXPECT_GT(GetEnvironmentVariableA(name, value, sizeof value), 0u) << name;
 }
 
 }  // namespace

@@ -45,15 +45,6 @@ TEST_F(Registry, ResultsOfOpeningAndMaking) {
     EXPECT_EQ(made.SetValue("V", "x", 2, REG_SZ), 0u) << "a key that was made can be written to";
 }
 
-TEST_F(Registry, AdoptedKeysStayOpen) {
-    const OwnedKey adopted = makeKey("Adopted");
-    EXPECT_EQ(registry.Attach(adopted.get()), adopted.get());
-    EXPECT_FALSE(registry.IsOpen());
-    registry.Close();
-    ZELKiRegistry().Attach(adopted.get());
-    EXPECT_EQ(RegDeleteValueA(adopted.get(), "V"), ERROR_FILE_NOT_FOUND);
-}
-
 TEST_F(Registry, ValuesReadAsText) {
     const std::tuple<DWORD, std::string, size_t, bool, std::string> cases[] = {
         {REG_SZ, "YES\0"s, 261, true, "YES"},
