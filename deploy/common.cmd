@@ -275,8 +275,8 @@ if not defined bad set "code=0"
 goto end
 
 rem ----------------------------------------------------------------------------------------------
-rem upgrade.cmd: without its record the copy counts as new. Its driver is then installed on top of the
-rem old one, which keeps the data sources and the time-out. -r would remove the driver first.
+rem upgrade.cmd: without its record the copy counts as new. Its driver is then installed on top of
+rem the old one, which keeps the data sources and the time-out. -r would remove the driver first.
 
 :upgrade
 set "shown=This folder is also registered as %other%. Unregister one of the two names first."
@@ -356,7 +356,7 @@ set "key=%drivers%\%driver%"
 call :has_key
 set "shown=%driver%"
 call :gone Driver
-rem zelkpmreg.exe leaves the second of two neighboring data sources. Without a driver they are useless.
+rem zelkpmreg.exe leaves the second of two neighboring data sources, which has no driver any more.
 set "remove="
 if "%code%"=="0" if not defined registered if not defined there set "remove=yes"
 call :data_sources
@@ -559,7 +559,7 @@ for /f "delims=" %%l in ('%reg% query "HKLM\%classes%" /s /d /f orvanedazelk.dll
     set "line=%%l"
     call :match_provider
 )
-rem Wine's reg.exe cannot search, which it reports as "reg: ...", and its find.exe needs the exact case.
+rem The reg.exe of Wine cannot search: "reg: Invalid syntax". Its find.exe cannot ignore case.
 if not "%line:~0,4%"=="reg:" exit /b
 for /f "delims=" %%l in ('%reg% query "HKLM\%classes%" /s %view% 2^>nul ^| %system%\find.exe "orvanedazelk.dll"') do (
     set "line=%%l"
@@ -615,6 +615,5 @@ call :show
 
 :end
 if defined work rd /s /q "%work%" >nul 2>&1
-rem "register.cmd NAME || ..." sees the exit code of the last program, not that of "exit /b".
+rem Not "exit /b", whose exit code a conditional operator after register.cmd does not see.
 %system%\cmd.exe /d /c exit %code%
-exit /b %code%
