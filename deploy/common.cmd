@@ -8,6 +8,8 @@ setlocal EnableExtensions DisableDelayedExpansion
 rem A variable of this name would hide the exit code.
 set "errorlevel="
 set "system=%SystemRoot%\System32"
+rem "for /f" starts this one.
+set "ComSpec=%system%\cmd.exe"
 set "reg=%system%\reg.exe"
 set "view=/reg:@ZELK_BITS@"
 set "copies=SOFTWARE\Orvane\Zelk\InstalledCopies"
