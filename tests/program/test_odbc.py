@@ -300,7 +300,7 @@ GONE = "22{23{10:ODBC_DRIVER_NOT_REGISTERED}0}0"
 TRACED = [
     ("", "", [NEW, PREPARE, SAME, FIRST, WRITES + "}0", END]),
     ("-r", "remove-fails=1 record=2", [
-        NEW, PREPARE, SAME, PREPARE, SAME, "25{}0", SAME, GONE.replace("10:", REFUSAL + " 10:"),
+        NEW, PREPARE, SAME, PREPARE, SAME, "25{10:2}0", SAME, GONE.replace("10:", REFUSAL + " 10:"),
         END, NEW, PREPARE, SAME, FIRST, WRITES + "}0", END]),
     ("", "", [NEW, PREPARE, SAME, "21{26{}0 28{26{}0}0", WRITES + "}0", END]),
     ("", "install-fails record=2", [
@@ -342,7 +342,7 @@ def test_trace_of_a_missing_installer(machine, library, failed):
     machine.set(driver(folder))
     assert run(machine, "-u", folder=folder) == NOT_REMOVED
     assert traced(machine, folder).endswith(
-        "25{}0 1D{}0 22{23{" + 99 * "30:SQLRemoveDriver " + "30:SQLRemoveDriver}F}F " + END)
+        "25{10:2}0 1D{}0 22{23{10:2 " + 99 * "30:SQLRemoveDriver " + "30:SQLRemoveDriver}F}F " + END)
 
 
 def test_trace_of_data_sources_that_stay(machine):

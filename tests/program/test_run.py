@@ -2,9 +2,9 @@
 import pytest
 from conftest import COPIES, GUID, PROVIDER, TOUCHED, UNINSTALL, XA, message, text
 
-YES = (1, b"YES\0")  # three bytes are written; the registry adds the zero that it finds behind them
+YES = (1, b"YES")  # stored without a terminating zero
 VERSION = {
-    "Version": (1, b"10\0"), "Release": (1, b"1\0"),
+    "Version": (1, b"10"), "Release": (1, b"1\0"),
     "Modification": (1, b"2\0\0\0Fix Le"), "Fix Level": (1, b"238\0Descri"),
     "Description": text("Orvane Pellimar Package"),
 }
