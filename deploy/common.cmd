@@ -45,8 +45,8 @@ shift
 if [%1]==[] goto prepare
 set "argument=%~1."
 set "option=%argument:~0,2%"
+if "%option%"=="/?" goto help
 if "%option:~0,1%"=="/" set "option=-%option:~1%"
-if "%option%"=="-?" if "%argument:~0,1%"=="/" goto help
 if /i "%option%"=="-h" goto help
 if /i "%option%"=="-d" set "default=asked"
 if /i "%option%"=="-l" set "log=%~2"
@@ -147,9 +147,10 @@ set "TEMP=%work%"
 goto %what%
 
 :find_copies
-rem Sets recorded to the path that is registered for the name, and other to another name that is
-rem registered for this folder. Gives name and dir the registered spelling, because zelkpmreg.exe
-rem compares them as text.
+rem Sets registered if the name has a record, recorded to the path in it, and other to another name
+rem that is registered for this folder. Gives name and dir the registered spelling, because
+rem zelkpmreg.exe compares them as text.
+set "registered="
 set "recorded="
 set "other="
 set "here="
@@ -175,6 +176,7 @@ set "value=Zelk Path Name"
 call :read
 set "mine="
 if /i "%found%"=="%wanted%" set "mine=yes"
+if defined mine set "registered=yes"
 if defined mine set "name=%found%"
 if defined mine set "recorded=%data%"
 if not defined data exit /b
@@ -284,7 +286,8 @@ rem the old one, which keeps the data sources and the time-out. -r would remove 
 set "shown=This folder is also registered as %other%. Unregister one of the two names first."
 set "code=-106"
 if defined other goto show_end
-if not defined recorded goto upgrade_new
+if not defined registered goto register
+if not defined recorded set "recorded=%dir%"
 set "shown=%name% is registered for another folder: %recorded%"
 set "code=-108"
 if not "%recorded%"=="%dir%" goto show_end
@@ -316,11 +319,6 @@ goto show_end
 :upgrade_lost
 set "shown=Cannot restore the record of %name%. Copy it back from HKLM\%saved%."
 goto show_end
-
-:upgrade_new
-call :run -c
-if "%code%"=="0" goto registered
-goto end
 
 :upgrade_done
 %reg% delete "HKLM\%saved%" /f %view% >nul 2>&1

@@ -29,6 +29,7 @@ zelkpmreg $version for $2-bit Windows
 
 bin/zelkpmreg.exe             the program
 msg/<locale>/zelkpmreg.dll    its texts, one library for each language
+deploy/                       command files that register, upgrade, unregister, and verify a copy
 README.md, docs/              how to use it
 
 The program is built with GCC and MinGW-w64. Those parts of their start-up code and run-time
@@ -44,7 +45,7 @@ pack() {
     make_package "$preset"
     mkdir -p "$tree/docs"
     cp -r "$root/build/release/$preset/package/." "$tree/"
-    cp "$root/README.md" "$tree/"
+    cp "$root"/{README,SECURITY,CHANGELOG}.md "$tree/"
     cp "$root/docs/administration.md" "$root/docs/deployment.md" "$tree/docs/"
     write_notice "$tree" "$([ "$preset" = x64 ] && echo 64 || echo 32)"
     find "$tree" -type d -exec chmod 755 {} + -o -type f -exec chmod 644 {} +

@@ -8,7 +8,9 @@ import zipfile
 import pytest
 from conftest import COPIES, ROOT, message, text
 
-DOCUMENTS = ["NOTICE", "README.md", "docs/administration.md", "docs/deployment.md"]
+DOCUMENTS = ["CHANGELOG.md", "NOTICE", "README.md", "SECURITY.md", "docs/administration.md",
+             "docs/deployment.md"]
+COMMANDS = ["common", "register", "unregister", "upgrade", "verify"]
 TIME = "1767225600"
 
 pytestmark = pytest.mark.skipif(
@@ -37,7 +39,8 @@ def test_contents(archives, preset):
     entries = files(archives[preset])
     locales = {file.parent.name for file in (ROOT / "msg").glob("*/zelkpmreg.rc")}
     assert {entry.filename for entry in entries} == {
-        *DOCUMENTS, "bin/zelkpmreg.exe", *(f"msg/{name}/zelkpmreg.dll" for name in locales)}
+        *DOCUMENTS, "bin/zelkpmreg.exe", *(f"msg/{name}/zelkpmreg.dll" for name in locales),
+        *(f"deploy/{name}.cmd" for name in COMMANDS)}
     # Neither the time nor anything else of the building machine.
     assert {(entry.date_time, entry.extra) for entry in entries} == {((2026, 1, 1, 0, 0, 0), b"")}
     content = zipfile.ZipFile(archives[preset]).read("bin/zelkpmreg.exe")
