@@ -147,16 +147,16 @@ set "TEMP=%work%"
 goto %what%
 
 :find_copies
-rem Sets registered if the name has a record, recorded to the path in it, and other to another name
-rem that is registered for this folder. Gives name and dir the registered spelling, because
-rem zelkpmreg.exe compares them as text.
-set "registered="
+rem Sets recorded to the path that is registered for the name, and other to another name that is
+rem registered for this folder. Gives name and dir the registered spelling, because zelkpmreg.exe
+rem compares them as text.
 set "recorded="
 set "other="
 set "here="
+set "found="
 set "wanted=%name%"
 for %%i in ("%dir%.") do set "short=%%~fsi"
-for /f "delims=" %%l in ('%reg% query "HKLM\%copies%" %view% 2^>nul') do (
+for /f "delims=" %%l in ('%reg% query "HKLM\%copies%" /s /v "Zelk Path Name" %view% 2^>nul') do (
     set "line=%%l"
     call :find_copy
 )
@@ -168,18 +168,17 @@ call :show
 exit /b
 
 :find_copy
+rem Remembers the name in the line of a key, for the line of its value.
 set "line=%line:"=%"
-set "found=%line:*\InstalledCopies\=%"
-if "%found%"=="%line%" exit /b
-set "key=%copies%\%found%"
-set "value=Zelk Path Name"
-call :read
+set "data=%line:*\InstalledCopies\=%"
+if not "%data%"=="%line%" set "found=%data%"
+set "data=%line:*_SZ    =%"
+if not defined found exit /b
+if "%data%"=="%line%" exit /b
 set "mine="
 if /i "%found%"=="%wanted%" set "mine=yes"
-if defined mine set "registered=yes"
 if defined mine set "name=%found%"
 if defined mine set "recorded=%data%"
-if not defined data exit /b
 if not "%data:~-1%"=="\" exit /b
 set "same="
 if /i "%data%"=="%dir%" set "same=yes"
@@ -207,6 +206,7 @@ rem Ordinary users can create the two folders first, as links or with rights of 
 set "logs=%ProgramData%\Orvane\Logs"
 set "folder=%ProgramData%\Orvane"
 call :make_log_folder
+if not defined bad call :own
 if defined bad exit /b
 set "folder=%logs%"
 call :make_log_folder
@@ -239,7 +239,6 @@ set "attributes=-"
 for %%i in ("%folder%") do set "attributes=%%~ai"
 if not "%attributes:~0,1%"=="d" set "bad=yes"
 if not "%attributes%"=="%attributes:l=%" set "bad=yes"
-if not defined bad call :own
 exit /b
 
 :own
@@ -286,7 +285,9 @@ rem the old one, which keeps the data sources and the time-out. -r would remove 
 set "shown=This folder is also registered as %other%. Unregister one of the two names first."
 set "code=-106"
 if defined other goto show_end
-if not defined registered goto register
+set "key=%record%"
+call :has_key
+if not defined there goto register
 if not defined recorded set "recorded=%dir%"
 set "shown=%name% is registered for another folder: %recorded%"
 set "code=-108"
@@ -439,19 +440,21 @@ goto end
 
 :verify_parts
 set "key=%record%"
-set "value=Zelk Path Name"
+call :load
+set "data="
+if defined value_Zelk_Path set "data=%value_Zelk_Path:*_SZ    =%"
 set "expected=%dir%"
-call :expect Record
-set "value=RemoteCopy"
+call :compare Record
+set "data=%value_RemoteCopy_REG_SZ%"
 set "expected=YES"
-call :expect RecordRemoteCopy
-set "key=%record%\CurrentVersion"
-set "value=Version"
-set "expected=10"
-call :expect RecordVersion
+call :compare RecordRemoteCopy
+rem The last value of a record, so all others are there as well.
 set "key=%record%\InstallData\OLEDB"
-set "value=ORVANEDAZELK Error Lookup"
-call :expect_any RecordOleDb
+call :load
+set "data=%value_ORVANEDAZELK_Error%"
+set "about=HKLM\%key%"
+call :exists RecordOleDb
+set "class=%value_ORVANEDAZELK_REG_SZ%"
 
 set "key=%drivers%\ODBC Drivers"
 set "value=%driver%"
@@ -459,17 +462,21 @@ set "expected=Installed"
 set "about=%driver%"
 call :expect Driver
 set "key=%drivers%\%driver%"
-set "value=Driver"
+call :load
+set "data=%value_Driver_REG_SZ%"
 set "expected=%dir%BIN\zelkcli.dll"
-call :expect_file DriverLibrary
-set "value=Setup"
+call :compare_file DriverLibrary
+set "data=%value_Setup_REG_SZ%"
 set "expected=%dir%BIN\zelkodbc.dll"
-call :expect_file SetupLibrary
+call :compare_file SetupLibrary
 set "key=%drivers%\ODBC Connection Pooling"
-set "value=PerfMon"
-call :expect_any PoolingPerfMon
-set "value=RetryWait"
-call :expect_any PoolingRetryWait
+call :load
+set "data=%value_PerfMon_REG_SZ%"
+set "about=HKLM\%key%, PerfMon"
+call :exists PoolingPerfMon
+set "data=%value_RetryWait_REG_SZ%"
+set "about=HKLM\%key%, RetryWait"
+call :exists PoolingRetryWait
 set "key=%xa%"
 set "value=%library%"
 set "expected=%library%"
@@ -479,12 +486,10 @@ set "value=UninstallString"
 set "expected=%dir%bin\zelkpmreg.exe -u -p -c %name%"
 call :expect UninstallEntry
 
-set "key=%record%\InstallData\OLEDB"
-set "value=ORVANEDAZELK"
-call :read
-set "key=%classes%\%data%\InprocServer32"
+set "key=%classes%\%class%\InprocServer32"
 set "value="
-if defined data call :read
+set "data="
+if defined class call :read
 if /i not "%data%"=="%provider%" call :search_provider
 set "expected=%provider%"
 call :compare OleDb
@@ -501,19 +506,21 @@ if not defined data set "shown=(none)"
 call :report DefaultCopy
 exit /b
 
-:expect_file
-if exist "%expected%" goto expect
+:compare_file
+if exist "%expected%" goto compare
 set "state=MISSING"
 set "shown=%expected% (file not found)"
 call :report %1
 exit /b
 
-:expect_any
-rem The value exists. Its data does not matter.
-call :read
-set "expected=%data%"
-set "about=HKLM\%key%, %value%"
-goto compare
+:exists
+rem Reports the part %1 by whether data is defined. Its text does not matter.
+set "state=ok"
+if not defined data set "state=MISSING"
+set "shown=%about%"
+set "about="
+call :report %1
+exit /b
 
 :expect
 call :read
@@ -591,6 +598,12 @@ if not defined data exit /b
 set "line=%data:"=%"
 set "data=%line:*_SZ    =%"
 if "%data%"=="%line%" set "data="
+exit /b
+
+:load
+rem Sets value_<first word>_<second word> to the rest of the line for each value of the key, without
+rem the quotation marks around it: value_Driver_REG_SZ, or value_Zelk_Path for "Zelk Path Name".
+for /f "tokens=1,2*" %%a in ('%reg% query "HKLM\%key%" %view% 2^>nul') do set "value_%%a_%%b=%%~c"
 exit /b
 
 :report
