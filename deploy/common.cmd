@@ -2,8 +2,8 @@
 rem Shared by register.cmd, upgrade.cmd, unregister.cmd and verify.cmd. They start this file without
 rem "call", which would change each caret and each percent sign of a path.
 rem
-rem Texts from the registry and from paths can hold & and brackets. They are set within quotes,
-rem compared within quotes, printed by :show and :report only, and never passed to "call".
+rem Texts from the registry and from paths can contain characters of the command language. They are
+rem set and compared within quotes, printed by :show and :report only, and never passed to "call".
 setlocal EnableExtensions DisableDelayedExpansion
 rem A variable of this name would hide the exit code.
 set "errorlevel="
@@ -331,7 +331,14 @@ rem unregister.cmd
 
 :unregister
 call :find_foreign_entry
-if defined foreign %reg% export "HKLM\%entry%" "%work%\entry.reg" /y %view% >nul 2>&1
+if not defined foreign goto unregister_run
+rem zelkpmreg.exe deletes the entry of this name, even if it is another product's.
+set "shown=Cannot save the entry of another product: HKLM\%entry%"
+set "code=5"
+%reg% export "HKLM\%entry%" "%work%\entry.reg" /y %view% >nul 2>&1
+if not "%errorlevel%"=="0" goto show_end
+
+:unregister_run
 call :run -u -c
 if defined foreign %reg% import "%work%\entry.reg" %view% >nul 2>&1
 if "%code%"=="0" goto unregistered
@@ -439,6 +446,8 @@ if defined bad set "code=1"
 goto end
 
 :verify_parts
+for %%v in (Zelk_Path RemoteCopy_REG_SZ ORVANEDAZELK_Error ORVANEDAZELK_REG_SZ) do set "value_%%v="
+for %%v in (Driver_REG_SZ Setup_REG_SZ PerfMon_REG_SZ RetryWait_REG_SZ) do set "value_%%v="
 set "key=%record%"
 call :load
 set "data="
@@ -601,8 +610,8 @@ if "%data%"=="%line%" set "data="
 exit /b
 
 :load
-rem Sets value_<first word>_<second word> to the rest of the line for each value of the key, without
-rem the quotation marks around it: value_Driver_REG_SZ, or value_Zelk_Path for "Zelk Path Name".
+rem Sets a variable for each value of the key to the rest of its line. The first two words of the line
+rem are in its name: value_Driver_REG_SZ, or value_Zelk_Path for the value "Zelk Path Name".
 for /f "tokens=1,2*" %%a in ('%reg% query "HKLM\%key%" %view% 2^>nul') do set "value_%%a_%%b=%%~c"
 exit /b
 

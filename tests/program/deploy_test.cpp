@@ -104,7 +104,7 @@ TEST_F(Deploy, Refuses) {
     expect(1, "upgrade MYCOPY -l", {"previous record is restored"});
     const int code = isWine() ? -113 : ERROR_ACCESS_DENIED;
     expect(code, "upgrade MYCOPY" + log, {}, {.rights = NO_ADMINISTRATOR});
-    expect(0, "register MYCOPY -d" + log, {"!MISSING"});
+    expect(0, "register MYCOPY -d" + log, {"already registered", "!MISSING"});
     expect(0, "register OTHER" + log, {}, other);
     expect(-104, "unregister MYCOPY" + log, {"!LEFT"});
     DeleteFileA((other.folder + "\\bin\\zelkpmreg.exe").c_str());
