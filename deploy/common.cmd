@@ -387,7 +387,7 @@ set "shown=%provider%"
 call :gone OleDb
 
 :unregister_end
-set "shown=To remove what is left, run register.cmd %name% -r, and then unregister.cmd %name% again."
+set "shown=To remove what is left, run upgrade.cmd %name%, and then unregister.cmd %name% again."
 if defined bad call :show
 if defined bad if "%code%"=="0" set "code=1"
 if not defined bad set "code=0"
