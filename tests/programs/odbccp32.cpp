@@ -23,16 +23,11 @@ int ordered(const char* word) {
     return *found == '=' ? atoi(found + 1) : 1;
 }
 
-std::string hexOfList(const char* list) {
-    const char* end = list;
-    while (*end) end += strlen(end) + 1;
+// With "|" for each zero of the list.
+std::string textOfList(const char* list) {
     std::string text;
-    char digits[3];
-    for (; list <= end; ++list) {
-        snprintf(digits, sizeof digits, "%02x", static_cast<unsigned char>(*list));
-        text += digits;
-    }
-    return text;
+    for (; *list; list += strlen(list) + 1) text += std::string(list) + '|';
+    return text + '|';
 }
 
 std::string keyOf(const char* driver) {
@@ -62,7 +57,7 @@ extern "C" {
 
 BOOL WINAPI SQLInstallDriverEx(LPCSTR driver, LPCSTR pathIn, LPSTR pathOut, WORD pathOutSize, WORD*,
                                WORD request, DWORD* count) {
-    record(self, "install\t%s\t%s\t%u\t%u", hexOfList(driver).c_str(), pathIn, pathOutSize,
+    record(self, "install\t%s\t%s\t%u\t%u", textOfList(driver).c_str(), pathIn, pathOutSize,
            request);
     if (ordered("install-fails")) return FALSE;
     const std::string key = keyOf(driver);
@@ -94,7 +89,7 @@ BOOL WINAPI SQLRemoveDriver(LPCSTR driver, BOOL removeSources, DWORD* count) {
 }
 
 BOOL WINAPI SQLConfigDataSource(HWND, WORD request, LPCSTR driver, LPCSTR attributes) {
-    record(self, "configure\t%u\t%s\t%s", request, driver, hexOfList(attributes).c_str());
+    record(self, "configure\t%u\t%s\t%s", request, driver, textOfList(attributes).c_str());
     return FALSE;
 }
 

@@ -32,8 +32,9 @@ void _gtraceExit(uint32_t thread, uint32_t a, uint32_t function, const int32_t* 
 
 void _gtraceVar(uint32_t thread, uint32_t a, uint32_t function, uint32_t probe, uint32_t kind,
                 uint32_t b, uint32_t c, size_t size, const char* value) {
-    record(self, "var %u %u %08X %u %u %u %u %zu %.*s", thread, a, function, probe, kind, b, c,
-           size, static_cast<int>(size), value);
+    const char* whole = size == strlen(value) ? "" : " not the length:";
+    record(self, "var %u %u %08X %u %u %u %u%s %s", thread, a, function, probe, kind, b, c, whole,
+           value);
 }
 
 void _gtraceErrorVar(uint32_t thread, uint32_t a, uint32_t function, uint32_t probe, uint32_t kind,

@@ -1,0 +1,249 @@
+#include "tests/program/machine.h"
+
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <regex>
+#include <sstream>
+
+namespace {
+
+const std::string PROVIDER = "SOFTWARE\\Classes\\CLSID\\{5D3C9B7A-1F60-4E8B-9B5E-0A7C31E6D2F4}";
+const std::string DOTNET = "SOFTWARE\\Microsoft\\.NETFramework";
+const std::string POOLING = DRIVERS + "\\ODBC Connection Pooling";
+const std::regex LINE("(.*?) \\|( (.*) = (\\d+):([^]*))?");
+SECURITY_ATTRIBUTES inheritable = {sizeof inheritable, nullptr, TRUE};
+
+using Handle = std::shared_ptr<void>;
+Handle owned(HANDLE handle) {
+    return {handle, CloseHandle};
+}
+
+// In the code page of the system, with "_" for what that does not have.
+std::string narrow(const std::wstring& text) {
+    std::string ansi(3 * text.size(), '\0');
+    ansi.resize(WideCharToMultiByte(CP_ACP, 0, text.data(), static_cast<int>(text.size()),
+                                    ansi.data(), static_cast<int>(ansi.size()), "_", nullptr));
+    return ansi;
+}
+
+std::string buildFolder() {
+    char path[MAX_PATH] = "";
+    GetModuleFileNameA(nullptr, path, MAX_PATH);
+    return path + "\\..\\..\\"s;
+}
+
+void readKey(const std::string& path, Registry& lines) {
+    HKEY key = nullptr;
+    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &key)) return;
+    lines.insert(path + " |");
+    std::string name(16384, '\0'), data(1 << 16, '\0');
+    for (DWORD i = 0, type = 0;; ++i) {
+        DWORD nameSize = 16384, size = 1 << 16;
+        if (RegEnumValueA(key, i, name.data(), &nameSize, nullptr, &type,
+                          reinterpret_cast<BYTE*>(data.data()), &size))
+            break;
+        lines.insert(path + " | " + name.substr(0, nameSize) + " = " + std::to_string(type) + ':' +
+                     data.substr(0, size));
+    }
+    for (DWORD i = 0; RegEnumKeyA(key, i, name.data(), 256) == 0; ++i)
+        readKey(path + '\\' + name.c_str(), lines);
+    RegCloseKey(key);
+}
+
+bool isOurs(const std::string& line) {
+    static const std::regex keys(
+        "SOFTWARE\\\\(Orvane|Classes|Microsoft\\\\Windows\\\\CurrentVersion\\\\Uninstall\\\\"
+        "(MYCOPY|OTHER|ORVDBCL1)|ODBC\\\\ODBCINST.INI\\\\ODBC Connection Pooling \\| "
+        "(PerfMon|RetryWait))[ \\\\]");
+    return line.find(MARK) != line.npos ||
+           std::regex_search(line, keys, std::regex_constants::match_continuous);
+}
+
+// Where a run writes: what is ours, or the values of others.
+Registry readRegistry(bool ours) {
+    Registry lines;
+    for (const auto& key : {"SOFTWARE\\Orvane"s, "SOFTWARE\\ODBC"s,
+                            "SOFTWARE\\Microsoft\\MSDTC\\XADLL"s, UNINSTALL, PROVIDER})
+        readKey(key, lines);
+    std::erase_if(lines, [&](const std::string& line) {
+        return isOurs(line) != ours || (!ours && line.ends_with(" |"));
+    });
+    return lines;
+}
+
+void clean() {
+    for (const std::string& line : readRegistry(true)) {
+        std::smatch part;
+        std::regex_match(line, part, LINE);
+        if (!part[2].matched) removeKey(part[1]);
+        RegDeleteKeyValueA(HKEY_LOCAL_MACHINE, part.str(1).c_str(), part.str(3).c_str());
+    }
+    if (isWine()) removeKey(DOTNET);
+}
+
+// Null where the system gives no such token.
+Handle makeToken(Rights rights) {
+    HANDLE token = nullptr;
+    OpenProcessToken(GetCurrentProcess(), TOKEN_ALL_ACCESS, &token);
+    Handle owner = owned(token);
+    DWORD size = 0;
+    if (rights == FILTERED_ADMINISTRATOR) {
+        TOKEN_LINKED_TOKEN linked = {};
+        GetTokenInformation(token, TokenLinkedToken, &linked, sizeof linked, &size);
+        DuplicateTokenEx(linked.LinkedToken, MAXIMUM_ALLOWED, nullptr, SecurityImpersonation,
+                         TokenPrimary, &token);
+        CloseHandle(linked.LinkedToken);
+        owner = owned(token);
+    }
+    BYTE sid[SECURITY_MAX_SID_SIZE];
+    SID_AND_ATTRIBUTES administrators = {sid, 0};
+    size = sizeof sid;
+    CreateWellKnownSid(WinBuiltinAdministratorsSid, nullptr, sid, &size);
+    HANDLE limited = nullptr;
+    CreateRestrictedToken(token, 0, 1, &administrators, 0, nullptr, 0, nullptr, &limited);
+    return owned(limited);
+}
+
+struct Pipe {
+    Pipe() {
+        HANDLE in = nullptr, out = nullptr;
+        CreatePipe(&in, &out, &inheritable, 1 << 20);  // no run fills it
+        end = owned(in), start = owned(out);
+    }
+    std::string rest() const {
+        DWORD size = 0;
+        PeekNamedPipe(end.get(), nullptr, 0, nullptr, &size, nullptr);
+        std::string data(size, '\0');
+        if (size > 0) ReadFile(end.get(), data.data(), size, &size, nullptr);
+        std::erase(data, '\r');
+        return data;
+    }
+    Handle end, start;
+};
+
+}  // namespace
+
+void put(const Registry& lines) {
+    for (const std::string& line : lines) {
+        std::smatch part;
+        if (!std::regex_match(line, part, LINE) || !part[2].matched) continue;
+        const std::string data = part.str(5) + 'x';  // a zero there would be stored as well
+        RegSetKeyValueA(HKEY_LOCAL_MACHINE, part.str(1).c_str(), part.str(3).c_str(),
+                        std::stoul(part[4]), data.data(), static_cast<DWORD>(data.size() - 1));
+    }
+}
+
+void removeKey(const std::string& key) {
+    RegDeleteTreeA(HKEY_LOCAL_MACHINE, key.c_str());
+}
+
+bool isWine() {
+    return GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") != nullptr;
+}
+
+std::string readFile(const std::string& path) {
+    std::ostringstream text;
+    text << std::ifstream(path).rdbuf();
+    return text.str();
+}
+
+std::string message(unsigned id) {
+    static const HMODULE library =
+        LoadLibraryA((buildFolder() + "package\\msg\\en_US\\zelkpmreg.dll").c_str());
+    char text[4096] = "";
+    EXPECT_GT(LoadStringA(library, id, text, sizeof text), 0) << id;
+    return text;
+}
+
+Machine::Machine()
+    : scratch(getenv("SystemDrive") + ("\\" + MARK)),
+      name(narrow(L"Copy One \u00e4\u044f\u8868")),
+      folder(scratch + '\\' + name) {
+    SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
+    const std::string temporary = scratch + "\\temp";
+    std::filesystem::create_directories(temporary);
+    SetEnvironmentVariableA("TMP", temporary.c_str());
+    copy(name);
+    for (const std::string& line : ours())
+        if (line.starts_with(POOLING)) pooling_.insert(line);
+    clean();
+    others_ = readRegistry(false);
+    if (isWine()) put({DOTNET + " | InstallRoot = 1:C:\\"});
+}
+
+Machine::~Machine() {
+    clean();
+    EXPECT_EQ(readRegistry(false), others_);
+    put(pooling_);
+    std::error_code ignored;
+    std::filesystem::remove_all(scratch, ignored);
+}
+
+std::string Machine::copy(const std::string& copyName, const std::vector<std::string>& more) const {
+    const std::string from = buildFolder(), to = scratch + '\\' + copyName;
+    for (const char* part : {"", "\\bin", "\\msg", "\\msg\\en_US"})
+        CreateDirectoryA((to + part).c_str(), nullptr);
+    const auto lay = [&](const std::string& file, const std::string& at) {
+        EXPECT_TRUE(CopyFileA((from + file).c_str(), (to + at).c_str(), FALSE)) << file;
+    };
+    lay("package\\bin\\zelkpmreg.exe", "\\bin\\zelkpmreg.exe");
+    lay("package\\msg\\en_US\\zelkpmreg.dll", "\\msg\\en_US\\zelkpmreg.dll");
+    const std::vector<std::string> standIns = {"orvanedazelk.dll", "zelknmpcfg.exe",
+                                               "zelkswtch.exe", "zelkcli.dll", "zelkodbc.dll"};
+    for (const auto& files : {standIns, more})
+        for (const std::string& file : files)
+            lay("programs\\" + file, "\\bin\\" + file.substr(file.find('\\') + 1));
+    return to;
+}
+
+Result Machine::run(const std::string& arguments, const Start& start) const {
+    std::string command = '"' + (start.folder.empty() ? folder : start.folder);
+    command += "\\bin\\zelkpmreg.exe\" -i EN ";
+    if (start.log.empty()) return execute(command + arguments, start);
+    const std::string log = scratch + '\\' + start.log;
+    DeleteFileA(log.c_str());
+    Result result = execute(command + "-l \"" + log + "\" " + arguments, start);
+    result.log = readFile(log);
+    return result;
+}
+
+Result Machine::execute(std::string command, const Start& start) const {
+    Pipe input, output;
+    DWORD size = 0, code = 0;
+    WriteFile(input.start.get(), start.input.data(), static_cast<DWORD>(start.input.size()), &size,
+              nullptr);
+    input.start.reset();
+    STARTUPINFOA startup = {};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    if (start.output != INVALID_HANDLE_VALUE) {
+        startup.hStdInput = input.end.get();
+        startup.hStdOutput = startup.hStdError = start.output ? start.output : output.start.get();
+    }
+    PROCESS_INFORMATION process = {};
+    const Handle token = start.rights == ADMINISTRATOR ? nullptr : makeToken(start.rights);
+    if (!CreateProcessAsUserA(token.get(), nullptr, command.data(), nullptr, nullptr, TRUE, 0,
+                              nullptr, nullptr, &startup, &process))
+        return {.startError = GetLastError()};
+    const Handle program = owned(process.hProcess), thread = owned(process.hThread);
+    if (WaitForSingleObject(process.hProcess, 60000) != WAIT_OBJECT_0) {
+        ADD_FAILURE() << "does not end: " << command;
+        TerminateProcess(process.hProcess, WAIT_TIMEOUT);
+    }
+    GetExitCodeProcess(process.hProcess, &code);
+    Result result = {.code = static_cast<int>(code),
+                     .inputWasRead = !start.input.empty() && input.rest().empty(),
+                     .console = output.rest()};
+    std::smatch log;  // a default log
+    if (std::regex_search(result.console, log, std::regex("[A-Z]:\\\\.*\\\\quenlet-.*\\.log"))) {
+        result.log = readFile(log[0]);
+        DeleteFileA(log.str().c_str());
+        RemoveDirectoryA(log.str().substr(0, log.str().rfind('\\')).c_str());  // where it is empty
+    }
+    return result;
+}
+
+Registry Machine::ours() const {
+    return readRegistry(true);
+}

@@ -1,0 +1,318 @@
+// Runs in a row, and what each says and changes, compared with transcripts.txt. The message library
+// of these copies has no texts, so a line of the log is the number of its message with its
+// argument. When a transcript differs, a run of all tests writes a new transcripts.txt to the
+// current folder.
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <tuple>
+
+#include "msg/message_ids.h"
+#include "tests/program/machine.h"
+
+namespace {
+
+const std::string TRANSCRIPTS =
+#include "tests/program/transcripts.txt"
+    ;
+
+// The keys of copies, and values that show whose the rest is.
+const std::regex BRIEFLY("^[>=]|LOG|Copies\\\\\\w+ \\||Uninstall|CLSID.*dll");
+
+class Transcript : public Machine {
+  protected:
+    Transcript() {
+        for (char* c = driver.data(); *c; c = CharNextA(c))
+            if (*c == '\\') *c = '/';
+        lay(name);
+    }
+    void TearDown() override {
+        static std::string all;
+        static bool failed;
+        const auto test = testing::UnitTest::GetInstance()->current_test_info();
+        const std::string title = "\n== "s + test->name() + '\n';
+        const size_t start = std::min(TRANSCRIPTS.find(title), TRANSCRIPTS.size());
+        EXPECT_EQ(title + text_,
+                  TRANSCRIPTS.substr(start, TRANSCRIPTS.find("\n== ", start + 1) - start));
+        all += title + text_;
+        failed |= HasFailure();
+        if (failed) std::ofstream("transcripts.txt") << "R\"~(" << all << "\n== )~\"\n";
+    }
+    std::string lay(const std::string& copyName, const std::vector<std::string>& more = {}) const {
+        const std::string to = copy(copyName, more), library = to + "\\msg\\en_US\\zelkpmreg.dll";
+        CopyFileA((to + "\\bin\\zelkcli.dll").c_str(), library.c_str(), FALSE);
+        return to;
+    }
+    // Runs the program, or a command line that begins with a path; returns its exit code. orders
+    // are for the stand-in of the ODBC installer.
+    int zelkpmreg(const std::string& arguments, const std::string& orders = "",
+                  const Start& start = {}) {
+        SetEnvironmentVariableA("ZELK_ODBC", orders.c_str());
+        const Registry before = ours();
+        const Result result =
+            arguments.starts_with(scratch) ? execute(arguments, start) : run(arguments, start);
+        const Registry after = ours();
+        add("> ", arguments + "   " + orders);
+        add("", result.log);
+        if (result.console != result.log && !result.inputWasRead)
+            add("console: ", result.console.empty() ? "nothing" : result.console);
+        add("= ", std::to_string(result.code) + (result.inputWasRead ? ", key read" : ""));
+        for (const std::string& line : before)
+            if (!after.contains(line)) add("- ", line);
+        for (const std::string& line : after)
+            if (!before.contains(line)) add("+ ", line);
+        for (const auto& standIn : {"zelkswtch"s, "odbccp32"s, "ZELKOSSE"s}) {
+            const std::string file = folder + "\\bin\\" + standIn + ".asked";
+            add(standIn + ": ", readFile(file));
+            DeleteFileA(file.c_str());
+        }
+        return result.code;
+    }
+    // Those lines that are shown, in a form that is the same on each machine.
+    void add(const std::string& prefix, std::string lines) {
+        static const std::regex log(
+            "[A-Z]:.*\\\\ZELKLOG\\\\quenlet-... ... [ 1-3]\\d (\\d\\d_){2}\\d\\d 20\\d\\d\\.log"),
+            guid("\\{[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}\\}");
+        lines = std::regex_replace(std::regex_replace(lines, log, "DEFAULT LOG"), guid, "GUID");
+        const auto replace = [&](const std::string& part, const std::string& with) {
+            for (size_t at; (at = lines.find(part)) != lines.npos;)
+                lines.replace(at, part.size(), with);
+        };
+        replace(folder, "FOLDER");
+        replace(driver, "DRIVER");
+        replace(scratch, "SCRATCH");
+        replace(MARK, "MARK");
+        for (char c = 0; c < '\t'; ++c) replace({c}, "<0" + std::to_string(c) + '>');
+        std::istringstream stream(lines);
+        for (std::string line; getline(stream, line);) {
+            line = prefix + line.substr(0, line.find_last_not_of(' ') + 1);
+            if (std::regex_search(line, shown_)) text_ += line + '\n';
+        }
+    }
+    std::string driver = "ORVANE PELLIMAR for ODBC - " + folder + '/';
+    std::regex shown_{""};
+
+  private:
+    std::string text_;
+};
+
+TEST_F(Transcript, RegisterAndUnregister) {
+    zelkpmreg("-c MYCOPY -d -p", "", {.input = "\n"});
+    for (const auto& file : std::filesystem::directory_iterator(scratch + "\\temp"))
+        EXPECT_TRUE(file.path().native().ends_with(L".tmp.exe"));
+    for (int i = 0; i < 2; ++i)  // the entry's command, which has no quotes
+        zelkpmreg(folder + "\\bin\\zelkpmreg.exe -u -p -c MYCOPY", "", {.input = "\n"});
+}
+
+TEST_F(Transcript, Replace) {
+    shown_ = "^[[>=]|InstallData|default|^zelkswtch";
+    zelkpmreg("-c MYCOPY -d");
+    zelkpmreg("-r -c MYCOPY");
+}
+
+TEST_F(Transcript, CopiesSideBySide) {
+    shown_ = BRIEFLY;
+    const std::string other = lay("Other (2) & 50%s");
+    zelkpmreg("-c MYCOPY");
+    zelkpmreg("-c OTHER", "", {.folder = other});
+    zelkpmreg("-u -c MYCOPY");
+    zelkpmreg("-u -c OTHER", "", {.folder = other});
+}
+
+TEST_F(Transcript, NoOptionsAndAnEntryThatIsThere) {
+    shown_ = BRIEFLY;
+    put({UNINSTALL + "\\ORVDBCL1\\Below | x = 1:y"});
+    zelkpmreg("", "", {.log = ""});
+    zelkpmreg("-u -c ORVDBCL1");
+}
+
+TEST_F(Transcript, Refusals) {
+    const std::string mine = COPIES + "\\MYCOPY | ", other = COPIES + "\\OTHER | ";
+    const std::string path = "Zelk Path Name = 1:", remote = "RemoteCopy = 1:YES",
+                      isDefault = "defaultClientInterfaceCopy = 1:MYCOPY";
+    const std::string here = path + folder + '\\', elsewhere = path + 'c' + folder.substr(1) + '\\';
+    const std::tuple<int, std::string, Registry> cases[] = {
+        {-101, "-c MYCOPY", {mine + here}},
+        {-102, "-u -c MYCOPY", {other + here}},
+        {-104, "-u -f -c MYCOPY", {mine + remote, other + here, COPIES + " | " + isDefault}},
+        {-105, "-u -c MYCOPY", {mine + here, mine + "RemoteCopy = 1:yes"}},
+        {-106, "-c MYCOPY", {other + here}},
+        {-107, "-u -v", {COPIES + "\\ORVDBCL1 | " + here}},
+        {-108, "-u -c MYCOPY", {mine + remote, mine + elsewhere}},
+        {-109, "-u -r -c MYCOPY", {mine + remote, mine + here}},
+        {-111, "-s -c MYCOPY -l " + scratch, {}},
+    };
+    for (const auto& [code, arguments, before] : cases) {
+        removeKey(COPIES);
+        put(before);
+        EXPECT_EQ(zelkpmreg(arguments), code);
+    }
+    DeleteFileA((folder + "\\msg\\en_US\\zelkpmreg.dll").c_str());
+    EXPECT_EQ(zelkpmreg("-c MYCOPY -v"), -110);
+}
+
+TEST_F(Transcript, OverriddenRefusals) {
+    shown_ = BRIEFLY;
+    put({COPIES + "\\MYCOPY | RemoteCopy = 1:YES"});
+    zelkpmreg("-u -f -c MYCOPY");
+    put({COPIES + "\\OTHER | Zelk Path Name = 1:" + folder + '\\'});
+    zelkpmreg("-r -c MYCOPY");
+    zelkpmreg("-r -u -c MYCOPY");
+}
+
+TEST_F(Transcript, LanguagesAndLogs) {
+    const Start start = {.log = "new folder\\deeper\\%n%s%d%%.log"};
+    const std::string libraries = folder + "\\msg\\", file = "\\zelkpmreg.dll";
+    CreateDirectoryA((libraries + "de_de").c_str(), nullptr);
+    CopyFileA((libraries + "en_US" + file).c_str(), (libraries + "de_de" + file).c_str(), FALSE);
+    zelkpmreg("-u -i dE");
+    zelkpmreg("-u -i FR");
+    zelkpmreg("-u -s", "", start);
+    zelkpmreg("-u", "", start);
+}
+
+class Odbc : public Transcript {
+  protected:
+    Odbc() { shown_ = "^[>=]|ODBC|XADLL|TIMEOUT|^\\[10(38|39|4[0123])|^odbccp32"; }
+    // As when the copy's record was lost: nothing is removed first.
+    void installAgain(const std::string& orders = "") {
+        removeKey(COPIES);
+        zelkpmreg("-c MYCOPY", orders);
+    }
+    const std::string standIn = "odbccp32\\odbccp32.dll", key = DRIVERS + '\\' + driver;
+};
+
+TEST_F(Odbc, AmongOtherDrivers) {
+    put({DRIVERS + '\\' + MARK + " | CPTimeout = 1:15", SOURCES + " | " + MARK + " = 1:" + MARK,
+         DRIVERS + "\\ODBC Drivers | " + MARK + " = 1:Installed"});
+    zelkpmreg("-c MYCOPY");
+    installAgain();
+    put({key + " | CPTimeout = 1:90", key + " | UsageCount = 4:x\0\0\0"s});
+    zelkpmreg("-r -c MYCOPY");
+    zelkpmreg("-u -c MYCOPY");
+    zelkpmreg("-c MYCOPY");
+    removeKey(key);  // counts as removed, and its XA library goes
+    zelkpmreg("-u -c MYCOPY");
+}
+
+TEST_F(Odbc, TimeoutIsKept) {
+    installAgain();
+    // The system's installer leaves the value where it is, the stand-in empties the key.
+    for (const auto& library : {"zelkodbc.dll"s, standIn}) {
+        lay(name, {library});
+        for (const auto& timeout : {"1:90"s, "4:Z\0\0\0"s}) {
+            put({key + " | CPTimeout = " + timeout});
+            installAgain();
+        }
+    }
+    installAgain("install-fails");
+    removeKey(key);
+    installAgain();
+}
+
+TEST_F(Odbc, DataSources) {
+    std::string upper = driver;
+    CharUpperA(upper.data());
+    const std::string source = SOURCES + " | " + MARK;
+    zelkpmreg("-c MYCOPY");
+    put({source + "a = 1:" + driver, source + "b = 1:" + driver, source + "c = 1:Another",
+         source + "d = 1:" + upper, source + "e = 1:" + driver + " and more",
+         source + "f = 1:" + std::string(300, 'x')});
+    for (const auto& arguments : {"-u -c MYCOPY"s, "-c MYCOPY"s, "-u -c MYCOPY"s})
+        zelkpmreg(arguments);
+}
+
+TEST_F(Odbc, InstallerThatFails) {
+    lay(name, {standIn});
+    zelkpmreg("-c MYCOPY");
+    zelkpmreg("-r -c MYCOPY", "install-fails remove-fails=1 record=3");
+    zelkpmreg("-r -c MYCOPY", "install-fails");
+}
+
+TEST_F(Odbc, InstallerThatLacksFunctions) {
+    for (const bool broken : {false, true}) {
+        lay(name, {"odbccp32_partial\\odbccp32.dll"});
+        if (broken) std::ofstream(folder + "\\bin\\odbccp32.dll") << "no library";
+        installAgain();
+        put({key + " | Driver = 1:an earlier one"});
+        zelkpmreg("-u -c MYCOPY");
+    }
+}
+
+TEST_F(Odbc, RemovalComesToAnEnd) {
+    shown_ = "^[>=]|^\\[104[123]";
+    for (const auto& library : {"zelkodbc.dll"s, standIn}) {
+        lay(name, {library});
+        zelkpmreg("-c MYCOPY");
+        put({key + "\\Below | x = 1:y"});  // so that the key cannot be deleted
+        zelkpmreg("-u -c MYCOPY");
+        removeKey(key);
+    }
+    for (const auto& failures : {"99"s, "100"s}) {
+        zelkpmreg("-c MYCOPY");
+        zelkpmreg("-u -c MYCOPY", "record=1 remove-fails=" + failures);
+    }
+}
+
+TEST_F(Odbc, Traces) {
+    shown_ = "^[>=]|^ZELKOSSE";
+    lay(name, {standIn, "ZELKOSSE.dll"});
+    zelkpmreg("-c MYCOPY");
+    zelkpmreg("-r -c MYCOPY", "remove-fails=1 record=2");
+    put({SOURCES + " | " + MARK + " = 1:" + driver});
+    zelkpmreg("-u -c MYCOPY");
+    for (const char* mode : {"off", "null", ""}) {
+        SetEnvironmentVariableA("ZELK_TRACE", mode);
+        if (*mode) zelkpmreg("-c MYCOPY -r");
+    }
+}
+
+// What is not the same on every machine, or needs the texts.
+using Program = Machine;
+
+TEST_F(Program, Help) {
+    for (const auto& arguments : {"-h"s, "/?x -s"s, "-c 1abc"s, "-l " + std::string(261, 'x')}) {
+        const Result done = run(arguments);
+        EXPECT_EQ(done.code, 0);
+        EXPECT_EQ(done.console, message(MSG_USAGE));
+        EXPECT_EQ(done.log, "");
+    }
+    EXPECT_EQ(ours(), Registry());
+}
+
+TEST_F(Program, Rights) {
+    constexpr DWORD ELEVATION_REQUIRED = 740;
+    if (isWine()) {  // Windows has no such token to give
+        EXPECT_EQ(run("-u -c MYCOPY", {.rights = FILTERED_ADMINISTRATOR}).code, -102);
+    }
+    const Result refused = run("-c MYCOPY", {.rights = NO_ADMINISTRATOR});
+    EXPECT_EQ(ours(), Registry());
+    if (refused.startError == ELEVATION_REQUIRED) GTEST_SKIP() << "Windows itself refuses.";
+    EXPECT_EQ(refused.code, -113);
+    EXPECT_TRUE(refused.console.ends_with('\n' + message(MSG_NOT_ADMINISTRATOR) + '\n'));
+}
+
+TEST_F(Program, Outputs) {
+    const std::string expected = run("-u").log;
+    EXPECT_EQ(run("-u", {.output = INVALID_HANDLE_VALUE}).log, expected);
+    const std::string path = scratch + "\\console.txt";
+    SECURITY_ATTRIBUTES inheritable = {sizeof inheritable, nullptr, TRUE};
+    const HANDLE file = CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inheritable,
+                                    CREATE_ALWAYS, 0, nullptr);
+    EXPECT_EQ(run("-u", {.output = file}).log, expected);
+    CloseHandle(file);
+    EXPECT_EQ(readFile(path), expected);
+
+    const HANDLE screen = CreateConsoleScreenBuffer(GENERIC_READ | GENERIC_WRITE, 0, &inheritable,
+                                                    CONSOLE_TEXTMODE_BUFFER, nullptr);
+    if (screen == INVALID_HANDLE_VALUE) GTEST_SKIP() << "The tests have no console.";
+    EXPECT_EQ(run("-u", {.output = screen}).log, expected);
+    std::string shown(4000, ' ');
+    DWORD count = 0;
+    ReadConsoleOutputCharacterA(screen, shown.data(), 4000, {0, 0}, &count);
+    CloseHandle(screen);
+    EXPECT_NE(shown.find(message(MSG_COPY_NAME_MISSING)), shown.npos) << shown;
+}
+
+}  // namespace
