@@ -15,16 +15,12 @@ const std::regex LINE("(.*?) \\|( (.*) = (\\d+):([^]*))?");
 SECURITY_ATTRIBUTES inheritable = {sizeof inheritable, nullptr, TRUE};
 
 using Handle = std::shared_ptr<void>;
-Handle owned(HANDLE handle) {
-    return {handle, CloseHandle};
-}
 
-// In the code page of the system, with "_" for what that does not have.
-std::string narrow(const std::wstring& text) {
-    std::string ansi(3 * text.size(), '\0');
-    ansi.resize(WideCharToMultiByte(CP_ACP, 0, text.data(), static_cast<int>(text.size()),
-                                    ansi.data(), static_cast<int>(ansi.size()), "_", nullptr));
-    return ansi;
+// With letters that are not ASCII, as far as the code page of the system has them.
+std::string defaultName() {
+    char name[32] = "";
+    WideCharToMultiByte(CP_ACP, 0, L"Copy One \u00e4\u044f\u8868", -1, name, 32, nullptr, nullptr);
+    return std::regex_replace(name, std::regex("[?]"), "_");
 }
 
 std::string buildFolder() {
@@ -60,20 +56,8 @@ bool isOurs(const std::string& line) {
            std::regex_search(line, keys, std::regex_constants::match_continuous);
 }
 
-// Where a run writes: what is ours, or the values of others.
-Registry readRegistry(bool ours) {
-    Registry lines;
-    for (const auto& key : {"SOFTWARE\\Orvane"s, "SOFTWARE\\ODBC"s,
-                            "SOFTWARE\\Microsoft\\MSDTC\\XADLL"s, UNINSTALL, PROVIDER})
-        readKey(key, lines);
-    std::erase_if(lines, [&](const std::string& line) {
-        return isOurs(line) != ours || (!ours && line.ends_with(" |"));
-    });
-    return lines;
-}
-
 void clean() {
-    for (const std::string& line : readRegistry(true)) {
+    for (const std::string& line : readRegistry()) {
         std::smatch part;
         std::regex_match(line, part, LINE);
         if (!part[2].matched) removeKey(part[1]);
@@ -86,7 +70,7 @@ void clean() {
 Handle makeToken(Rights rights) {
     HANDLE token = nullptr;
     OpenProcessToken(GetCurrentProcess(), TOKEN_ALL_ACCESS, &token);
-    Handle owner = owned(token);
+    Handle owner(token, CloseHandle);
     DWORD size = 0;
     if (rights == FILTERED_ADMINISTRATOR) {
         TOKEN_LINKED_TOKEN linked = {};
@@ -94,7 +78,7 @@ Handle makeToken(Rights rights) {
         DuplicateTokenEx(linked.LinkedToken, MAXIMUM_ALLOWED, nullptr, SecurityImpersonation,
                          TokenPrimary, &token);
         CloseHandle(linked.LinkedToken);
-        owner = owned(token);
+        owner = Handle(token, CloseHandle);
     }
     BYTE sid[SECURITY_MAX_SID_SIZE];
     SID_AND_ATTRIBUTES administrators = {sid, 0};
@@ -102,14 +86,14 @@ Handle makeToken(Rights rights) {
     CreateWellKnownSid(WinBuiltinAdministratorsSid, nullptr, sid, &size);
     HANDLE limited = nullptr;
     CreateRestrictedToken(token, 0, 1, &administrators, 0, nullptr, 0, nullptr, &limited);
-    return owned(limited);
+    return Handle(limited, CloseHandle);
 }
 
 struct Pipe {
     Pipe() {
         HANDLE in = nullptr, out = nullptr;
         CreatePipe(&in, &out, &inheritable, 1 << 20);  // no run fills it
-        end = owned(in), start = owned(out);
+        end = Handle(in, CloseHandle), start = Handle(out, CloseHandle);
     }
     std::string rest() const {
         DWORD size = 0;
@@ -124,10 +108,21 @@ struct Pipe {
 
 }  // namespace
 
+Registry readRegistry(bool ours) {
+    Registry lines;
+    for (const auto& key : {"SOFTWARE\\Orvane"s, "SOFTWARE\\ODBC"s,
+                            "SOFTWARE\\Microsoft\\MSDTC\\XADLL"s, UNINSTALL, PROVIDER})
+        readKey(key, lines);
+    std::erase_if(lines, [&](const std::string& line) {
+        return isOurs(line) != ours || (!ours && line.ends_with(" |"));
+    });
+    return lines;
+}
+
 void put(const Registry& lines) {
     for (const std::string& line : lines) {
         std::smatch part;
-        if (!std::regex_match(line, part, LINE) || !part[2].matched) continue;
+        std::regex_match(line, part, LINE);
         const std::string data = part.str(5) + 'x';  // a zero there would be stored as well
         RegSetKeyValueA(HKEY_LOCAL_MACHINE, part.str(1).c_str(), part.str(3).c_str(),
                         std::stoul(part[4]), data.data(), static_cast<DWORD>(data.size() - 1));
@@ -157,15 +152,13 @@ std::string message(unsigned id) {
 }
 
 Machine::Machine()
-    : scratch(getenv("SystemDrive") + ("\\" + MARK)),
-      name(narrow(L"Copy One \u00e4\u044f\u8868")),
-      folder(scratch + '\\' + name) {
+    : scratch(getenv("SystemDrive") + ("\\" + MARK)), folder(scratch + '\\' + defaultName()) {
     SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
     const std::string temporary = scratch + "\\temp";
     std::filesystem::create_directories(temporary);
     SetEnvironmentVariableA("TMP", temporary.c_str());
-    copy(name);
-    for (const std::string& line : ours())
+    copy(folder);
+    for (const std::string& line : readRegistry())
         if (line.starts_with(POOLING)) pooling_.insert(line);
     clean();
     others_ = readRegistry(false);
@@ -180,8 +173,8 @@ Machine::~Machine() {
     std::filesystem::remove_all(scratch, ignored);
 }
 
-std::string Machine::copy(const std::string& copyName, const std::vector<std::string>& more) const {
-    const std::string from = buildFolder(), to = scratch + '\\' + copyName;
+void Machine::copy(const std::string& to, const std::vector<std::string>& more) const {
+    const std::string from = buildFolder();
     for (const char* part : {"", "\\bin", "\\msg", "\\msg\\en_US"})
         CreateDirectoryA((to + part).c_str(), nullptr);
     const auto lay = [&](const std::string& file, const std::string& at) {
@@ -194,21 +187,19 @@ std::string Machine::copy(const std::string& copyName, const std::vector<std::st
     for (const auto& files : {standIns, more})
         for (const std::string& file : files)
             lay("programs\\" + file, "\\bin\\" + file.substr(file.find('\\') + 1));
-    return to;
 }
 
 Result Machine::run(const std::string& arguments, const Start& start) const {
-    std::string command = '"' + (start.folder.empty() ? folder : start.folder);
-    command += "\\bin\\zelkpmreg.exe\" -i EN ";
-    if (start.log.empty()) return execute(command + arguments, start);
     const std::string log = scratch + '\\' + start.log;
     DeleteFileA(log.c_str());
-    Result result = execute(command + "-l \"" + log + "\" " + arguments, start);
+    Result result = execute(
+        '"' + folder + "\\bin\\zelkpmreg.exe\" -i EN -l \"" + log + "\" " + arguments, start);
     result.log = readFile(log);
     return result;
 }
 
 Result Machine::execute(std::string command, const Start& start) const {
+    SetEnvironmentVariableA("ZELK_ODBC", start.orders.c_str());
     Pipe input, output;
     DWORD size = 0, code = 0;
     WriteFile(input.start.get(), start.input.data(), static_cast<DWORD>(start.input.size()), &size,
@@ -226,7 +217,7 @@ Result Machine::execute(std::string command, const Start& start) const {
     if (!CreateProcessAsUserA(token.get(), nullptr, command.data(), nullptr, nullptr, TRUE, 0,
                               nullptr, nullptr, &startup, &process))
         return {.startError = GetLastError()};
-    const Handle program = owned(process.hProcess), thread = owned(process.hThread);
+    const Handle program(process.hProcess, CloseHandle), thread(process.hThread, CloseHandle);
     if (WaitForSingleObject(process.hProcess, 60000) != WAIT_OBJECT_0) {
         ADD_FAILURE() << "does not end: " << command;
         TerminateProcess(process.hProcess, WAIT_TIMEOUT);
@@ -242,8 +233,4 @@ Result Machine::execute(std::string command, const Start& start) const {
         RemoveDirectoryA(log.str().substr(0, log.str().rfind('\\')).c_str());  // where it is empty
     }
     return result;
-}
-
-Registry Machine::ours() const {
-    return readRegistry(true);
 }

@@ -1,7 +1,6 @@
-// A Windows machine as the tests of the whole program see it: copies of the package, runs of the
-// program, and the part of the registry that a run may change. It uses Windows alone, so the tests
-// run on Windows and under Wine. The package and the stand-ins for its other files are in folders
-// next to the one of the test program: ..\package and ..\programs.
+// A machine with Windows or Wine, for tests of the whole program: copies of the package, runs of
+// the program, and what a run may change in the registry. The package and the stand-ins for its
+// other files are next to the folder of the test program, in ..\package and ..\programs.
 #pragma once
 
 #include <windows.h>
@@ -14,17 +13,17 @@
 
 using namespace std::string_literals;
 
-// Keys below HKEY_LOCAL_MACHINE, in lines "key |" and "key | name = type:data" with the exact
-// bytes.
+// Keys below HKEY_LOCAL_MACHINE: lines "key |" and "key | name = type:data" with the exact bytes.
 using Registry = std::set<std::string>;
 inline const std::string COPIES = "SOFTWARE\\Orvane\\Zelk\\InstalledCopies";
 inline const std::string UNINSTALL = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall";
 inline const std::string DRIVERS = "SOFTWARE\\ODBC\\ODBCINST.INI";
 inline const std::string SOURCES = "SOFTWARE\\ODBC\\ODBC.INI\\ODBC Data Sources";
-// In the name or the data of all that a test makes, unless it is the product's own. Nothing else on
-// the machine is changed.
+// In the name or the data of all that a test makes, unless that is the product's own.
 inline const std::string MARK = sizeof(void*) == 8 ? "zelkpmreg-tests-64" : "zelkpmreg-tests-32";
 
+// What is there where a run writes: all that is ours, or the values that are not.
+Registry readRegistry(bool ours = true);
 void put(const Registry& values);
 void removeKey(const std::string& key);
 bool isWine();
@@ -34,10 +33,10 @@ std::string message(unsigned id);               // in English
 enum Rights { ADMINISTRATOR, NO_ADMINISTRATOR, FILTERED_ADMINISTRATOR };
 
 struct Start {
-    std::string folder = {};      // of the copy; empty: Machine::folder
-    std::string log = "run.log";  // below Machine::scratch; empty: no option -l
+    std::string log = "run.log";  // below Machine::scratch
     std::string input = {};       // what is in the pipe that is standard input
-    HANDLE output = nullptr;  // null: a pipe; INVALID_HANDLE_VALUE: there are no standard handles
+    std::string orders = {};      // for the stand-in of the ODBC installer
+    HANDLE output = nullptr;      // null: a pipe; INVALID_HANDLE_VALUE: no standard handles at all
     Rights rights = ADMINISTRATOR;
 };
 
@@ -56,15 +55,14 @@ class Machine : public testing::Test {
     Machine();
     ~Machine() override;
 
-    // Lays a copy of the package, with more stand-ins in its bin folder, and returns its folder.
-    std::string copy(const std::string& name, const std::vector<std::string>& more = {}) const;
-    Result run(const std::string& arguments, const Start& start = {}) const;
-    Result execute(std::string command, const Start& start = {}) const;  // as it stands
-    Registry ours() const;
+    // Lays a copy of the package, with more stand-ins in its bin folder.
+    void copy(const std::string& to, const std::vector<std::string>& more = {}) const;
+    Result run(const std::string& arguments, const Start& start = {}) const;  // in English
+    // Runs a command line as it stands. The log is the default one, if the console names that.
+    Result execute(std::string command, const Start& start = {}) const;
 
     const std::string scratch;
-    const std::string name;    // of the default copy: blanks and letters that are not ASCII
-    const std::string folder;  // its folder
+    const std::string folder;  // of a copy; its name has blanks and letters that are not ASCII
 
   private:
     Registry pooling_, others_;  // as they were
