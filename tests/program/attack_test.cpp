@@ -68,7 +68,8 @@ bool makeJunction(const std::string& path, const std::string& target) {
 
 class Attacks : public Machine {
   protected:
-    Attacks() : plants(copy("Plants", {"plant.exe", "plant.dll"}) + "\\bin\\plant") {
+    Attacks() {
+        copy(scratch + "\\Plants", {"plant.exe", "plant.dll"});
         fs::create_directories(att);
         std::ofstream(victim) << "kept";
     }
@@ -80,13 +81,14 @@ class Attacks : public Machine {
             SetEnvironmentVariableA(variable, getenv(variable));
     }
     std::string plant(const std::string& path, const std::string& kind = ".exe") const {
-        CopyFileA((plants + kind).c_str(), path.c_str(), FALSE);
+        CopyFileA((scratch + "\\Plants\\bin\\plant" + kind).c_str(), path.c_str(), FALSE);
         return path;
     }
+    // With the log at its default place.
+    Result runWithDefaultLog(const std::string& arguments) const {
+        return execute('"' + folder + "\\bin\\zelkpmreg.exe\" -i EN " + arguments);
+    }
     const std::string att = scratch + "\\att", victim = att + "\\victim";
-
-  private:
-    const std::string plants;  // their folder and name
 };
 
 TEST_F(Attacks, ProgramsAndLibrariesThatVariablesName) {
@@ -97,7 +99,7 @@ TEST_F(Attacks, ProgramsAndLibrariesThatVariablesName) {
     SetEnvironmentVariableA("TMP", (att + "\\x.exe.d").c_str());
     SetEnvironmentVariableA("PATH", (att + ';' + getenv("PATH")).c_str());
     SetEnvironmentVariableA("ComSpec", plant(att + "\\processor.exe").c_str());
-    const Result done = run("-c MYCOPY", {.log = ""});
+    const Result done = runWithDefaultLog("-c MYCOPY");
     EXPECT_NE(done.console.find(message(MSG_DOTNET_NO_TEMPORARY_NAME)), std::string::npos);
     EXPECT_TRUE(fs::is_empty(att + "\\x.exe.d"));
     EXPECT_TRUE(run("-c MYCOPY -p", {.input = "\n"}).inputWasRead);
@@ -145,7 +147,7 @@ TEST_F(Attacks, RacesForTheTemporaryFile) {
 }
 
 TEST_F(Attacks, DefaultLogThatIsALink) {
-    const std::string console = run("-u -c MYCOPY", {.log = ""}).console;
+    const std::string console = runWithDefaultLog("-u -c MYCOPY").console;
     const size_t end = console.find("\\quenlet-"), begin = console.rfind(' ', end) + 1;
     ASSERT_NE(end, std::string::npos);
     const std::string logs = console.substr(begin, end - begin);
@@ -159,10 +161,10 @@ TEST_F(Attacks, DefaultLogThatIsALink) {
         ASSERT_TRUE(CreateHardLinkA(links.back().c_str(), victim.c_str(), nullptr));
     }
     const auto expectRefused = [&] {
-        const Result result = run("-c MYCOPY", {.log = ""});
+        const Result result = runWithDefaultLog("-c MYCOPY");
         EXPECT_EQ(result.code, -111);
         EXPECT_EQ(result.console, "Could not open log file. error: 5");
-        EXPECT_EQ(ours(), Registry());
+        EXPECT_EQ(readRegistry(), Registry());
     };
     expectRefused();
     for (const std::string& link : links) DeleteFileA(link.c_str());

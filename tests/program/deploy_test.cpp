@@ -10,14 +10,16 @@ using Texts = std::vector<std::string>;
 class Deploy : public Machine {
   protected:
     std::string lay(const std::string& copyName) const {
-        const std::string to = copy(copyName);
+        const std::string to = scratch + '\\' + copyName;
+        copy(to);
         std::filesystem::copy(__argv[0] + "\\..\\..\\package\\deploy"s, to + "\\deploy");
         return to;
     }
-    // Expects the exit code, and that the command says each text, or does not: "!text".
-    void expect(int code, std::string command, const Texts& texts, const Start& start = {}) {
+    // Expects the exit code, and that the command of the copy says each text, or does not: "!text".
+    void expect(int code, std::string command, const Texts& texts,
+                const std::string& copyFolder = "", const Start& start = {}) {
         command.insert(command.find(' '), ".cmd\"");
-        command = (start.folder.empty() ? dir : start.folder) + "\\deploy\\" + command + '"';
+        command = (copyFolder.empty() ? dir : copyFolder) + "\\deploy\\" + command + '"';
         const std::string system = getenv("SystemRoot") + systems_[++calls_ % 2];
         const Result result = execute(system + "\\cmd.exe /s /c \"\"" + command, start);
         SCOPED_TRACE(command + '\n' + result.console);
@@ -45,12 +47,12 @@ TEST_F(Deploy, RegistersUpgradesAndUnregisters) {
         settings.merge(value(SOURCES, MARK + source, driver));
     Registry others = value(SOURCES, MARK + " other", driver + "other");
     put(settings), put(others);
-    const Start start = {.folder = CharUpperA(std::string(dir).data())};
-    expect(0, "upgrade mycopy" + log, {"ok       DefaultCopy      MYCOPY", "!MISSING"}, start);
-    settings.merge(ours());
-    EXPECT_EQ(settings, ours());
-    expect(0, "unregister MYCOPY" + log, {"removed  DataSource       " + MARK, "!LEFT"}, start);
-    Registry left = ours();
+    const std::string upper = CharUpperA(std::string(dir).data());
+    expect(0, "upgrade mycopy" + log, {"ok       DefaultCopy      MYCOPY", "!MISSING"}, upper);
+    settings.merge(readRegistry());
+    EXPECT_EQ(settings, readRegistry());
+    expect(0, "unregister MYCOPY" + log, {"removed  DataSource       " + MARK, "!LEFT"}, upper);
+    Registry left = readRegistry();
     std::erase_if(left, [&](const std::string& line) {
         return line.ends_with(" |") || line.find("Pooling |") != line.npos;
     });
@@ -64,7 +66,7 @@ TEST_F(Deploy, NamesDamage) {
     const Texts lines = {"Path Name =", "RemoteCopy =", "Lookup =",    ":Installed", "| Driver =",
                          "Setup =",     "PerfMon =",    "RetryWait =", ".DLL =",     "UninstallS"};
     expect(0, "register MYCOPY" + log, {});
-    const Registry whole = ours();
+    const Registry whole = readRegistry();
     for (const size_t half : {0, 1}) {
         Texts texts;
         for (size_t i = 0; i < parts.size(); ++i) {
@@ -97,17 +99,17 @@ TEST_F(Deploy, Refuses) {
     expect(0, "unregister ORVDBCL1" + log, {"!LEFT"});
     expect(183, "upgrade ORVDBCL1" + log, {"another product"});  // its entry is still there
 
-    const Start other = {.folder = lay("Other")};
+    const std::string other = lay("Other");
     expect(0, "register MYCOPY -d" + log, {});
     expect(-106, "upgrade OTHER" + log, {"also registered as MYCOPY"});
     expect(-108, "upgrade MYCOPY" + log, {"registered for another folder"}, other);
     expect(1, "upgrade MYCOPY -l", {"previous record is restored"});
     const int code = isWine() ? -113 : ERROR_ACCESS_DENIED;
-    expect(code, "upgrade MYCOPY" + log, {}, {.rights = NO_ADMINISTRATOR});
+    expect(code, "upgrade MYCOPY" + log, {}, dir, {.rights = NO_ADMINISTRATOR});
     expect(0, "register MYCOPY -d" + log, {"already registered", "!MISSING"});
     expect(0, "register OTHER" + log, {}, other);
     expect(-104, "unregister MYCOPY" + log, {"!LEFT"});
-    DeleteFileA((other.folder + "\\bin\\zelkpmreg.exe").c_str());
+    DeleteFileA((other + "\\bin\\zelkpmreg.exe").c_str());
     expect(2, "unregister OTHER" + log, {"File not found"}, other);
 
     SetEnvironmentVariableA("ProgramData", scratch.c_str());

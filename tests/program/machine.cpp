@@ -122,7 +122,7 @@ Registry readRegistry(bool ours) {
 void put(const Registry& lines) {
     for (const std::string& line : lines) {
         std::smatch part;
-        std::regex_match(line, part, LINE);
+        if (!std::regex_match(line, part, LINE) || !part[2].matched) continue;  // a key alone
         const std::string data = part.str(5) + 'x';  // a zero there would be stored as well
         RegSetKeyValueA(HKEY_LOCAL_MACHINE, part.str(1).c_str(), part.str(3).c_str(),
                         std::stoul(part[4]), data.data(), static_cast<DWORD>(data.size() - 1));
