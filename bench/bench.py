@@ -60,10 +60,12 @@ def write_scripts(machine):
         return text.replace("\\", "\\\\")
 
     commands = {
-        "batch-register": [f'reg add "HKLM\\{key}" /v "{name}" /t REG_SZ /d "{data.rstrip(chr(92))}" /f'
-                           for key, entries in table.items() for name, data in entries.items()],
-        "batch-unregister": [f'reg delete "HKLM\\{key}" /f' for key in keys]
-                            + [f'reg delete "HKLM\\{key}" /v "{name}" /f' for key, name in names],
+        "batch-register": [
+            f'reg add "HKLM\\{key}" /v "{name}" /t REG_SZ /d "{data.rstrip(chr(92))}" /f'
+            for key, entries in table.items() for name, data in entries.items()],
+        "batch-unregister": [
+            *(f'reg delete "HKLM\\{key}" /f' for key in keys),
+            *(f'reg delete "HKLM\\{key}" /v "{name}" /f' for key, name in names)],
         "regfile-register": [f"regedit /S {folder}register.reg"],
         "regfile-unregister": [f"regedit /S {folder}unregister.reg"],
     }
@@ -148,8 +150,9 @@ def compare_times(machine, rounds):
         for action in (0, 1):
             for kind in (0, 1):
                 # Pairs of one round: what else the machine does hits both.
-                ratio = statistics.median(mine[action][kind] / floor[action][kind] for mine, floor in zip(
-                    taken[name][1:], taken["floor"][1:]))
+                ratio = statistics.median(
+                    mine[action][kind] / floor[action][kind]
+                    for mine, floor in zip(taken[name][1:], taken["floor"][1:]))
                 cells.append(f"{ratio:11.2f}")
                 missed |= name == "zelkpmreg" and kind == 0 and ratio > WALL_BOUND
         print(f"{name:22}" + "".join(cells))
@@ -160,7 +163,8 @@ def compare_times(machine, rounds):
     for name in ("zelkpmreg", "floor", "bare"):
         most = [peak_memory(machine, command) for command in pairs[name]]
         print(f"{name:22}{most[0]:8.1f} MB{most[1]:8.1f} MB")
-    print(f"{'empty':22}{peak_memory(machine, [machine.folder + 'bin' + chr(92) + 'empty.exe']):8.1f} MB")
+    empty = peak_memory(machine, [machine.folder + "bin\\empty.exe"])
+    print(f"{'empty':22}{empty:8.1f} MB")
     return missed
 
 
@@ -204,7 +208,8 @@ def main():
             start = commands[0][0].rsplit("\\")[-1]
             program = start if start.endswith(".exe") else "cmd.exe"
             runs = [machine.run_command(program, command) for command in commands]
-            print(f"{name:22}" + "".join(f"{len(r.children):>6}{r.whole:>9}" for r in runs), flush=True)
+            cells = (f"{len(run.children):>6}{run.whole:>9}" for run in runs)
+            print(f"{name:22}" + "".join(cells), flush=True)
         machine.start(traced=False)
         machine.delete(COPIES, PROVIDER, UNINSTALL, SOURCES)
         missed |= compare_times(machine, rounds)

@@ -5,17 +5,15 @@ call of a program becomes one request or more. Requests are the same in every ru
 machine, and times are not; so it is requests that have bounds.
 """
 import os
-import pty
 import re
 import shutil
 import subprocess
-import threading
 import time
 from collections import Counter
 from pathlib import Path
 
-ROOT = Path(__file__).resolve().parents[1]
-PARTS = ("orvanedazelk.dll", "zelknmpcfg.exe", "zelkswtch.exe", "zelkcli.dll", "zelkodbc.dll")
+from support.wine import ROOT, end_session, lay_copy, make_light_prefix, on_terminal, signed
+
 PROVIDER = r"SOFTWARE\Classes\CLSID\{5D3C9B7A-1F60-4E8B-9B5E-0A7C31E6D2F4}"
 UNINSTALL = r"SOFTWARE\Microsoft\Windows\CurrentVersion\Uninstall\MYCOPY"
 COPIES = r"SOFTWARE\Orvane"
@@ -53,16 +51,6 @@ REPEATS = 3
 
 # The loader's look-up of a program by its name, which each process begins with.
 NAMED = re.compile(r'name=L"([^"\\]+)\\\\DllOverrides"')
-
-
-def lay_copy(drive, preset, name="Bench"):
-    """Lays a copy of the package with the programs of the bench; returns its install directory."""
-    folder, build = drive / "zelk" / preset / name, ROOT / "build" / preset
-    shutil.rmtree(folder, ignore_errors=True)
-    shutil.copytree(build / "package", folder)
-    for file in [build / "programs" / part for part in PARTS] + list((build / "bench").glob("*.exe")):
-        shutil.copy(file, folder / "bin")
-    return f"C:\\zelk\\{preset}\\{name}\\"
 
 
 class Run:
@@ -123,17 +111,13 @@ class TracedMachine:
 
     def __enter__(self):
         if not (self.prefix / "system.reg").exists():
-            # The registry is on the disk only when the server of the prefix has ended.
-            for option in ("-k", "-w"):
-                subprocess.run(["wineserver", option], check=False, capture_output=True,
-                               env=dict(self.environment, WINEPREFIX=str(self.base)))
-            self.prefix.mkdir(parents=True, exist_ok=True)
-            for file in [*self.base.glob("*.reg"), self.base / ".update-timestamp"]:
-                shutil.copy(file, self.prefix)
-            shutil.copytree(self.base / "dosdevices", self.prefix / "dosdevices", symlinks=True)
-            (self.prefix / "drive_c").symlink_to((self.base / "drive_c").resolve())
+            make_light_prefix(self.base, self.prefix)
         self.start()
-        self.folder = lay_copy(self.prefix / "drive_c", self.preset)
+        self.folder = f"C:\\zelk\\{self.preset}\\Bench\\"
+        folder = self.prefix / "drive_c" / "zelk" / self.preset / "Bench"
+        lay_copy(self.preset, folder)
+        for file in (ROOT / "build" / self.preset / "bench").glob("*.exe"):
+            shutil.copy(file, folder / "bin")
         return self
 
     def __exit__(self, *_):
@@ -155,8 +139,7 @@ class TracedMachine:
         self.settle()
 
     def stop(self):
-        subprocess.run(["wineserver", "-k"], env=self.environment, check=False, capture_output=True)
-        subprocess.run(["wineserver", "-w"], env=self.environment, check=False, capture_output=True)
+        end_session(self.prefix)
         for name in ("holder", "server"):
             if getattr(self, name, None):
                 getattr(self, name).wait(20)
@@ -208,36 +191,13 @@ class TracedMachine:
             if main and f"\n{main[0]}: *killed*" in trace:
                 break
             time.sleep(0.02)
-        return Run(program, trace, code if code < 128 else code - 256, output)
+        return Run(program, trace, signed(code), output)
 
 
 def into_pipe(command, environment):
     done = subprocess.run(command, env=environment, stdin=subprocess.DEVNULL, capture_output=True,
                           timeout=120)
     return done.returncode, done.stdout
-
-
-def on_terminal(command, environment):
-    master, slave = pty.openpty()
-    subprocess.run(["stty", "cols", "200", "rows", "60"], stdin=slave, check=True)
-    process = subprocess.Popen(command, env=dict(environment, TERM="xterm"), stdin=slave,
-                               stdout=slave, stderr=subprocess.DEVNULL, start_new_session=True)
-    os.close(slave)
-    shown = []
-
-    def drain():
-        try:
-            while chunk := os.read(master, 65536):
-                shown.append(chunk)
-        except OSError:  # the terminal has ended
-            pass
-
-    reader = threading.Thread(target=drain)
-    reader.start()
-    code = process.wait(120)
-    reader.join(20)
-    os.close(master)
-    return code, b"".join(shown)
 
 
 def straight(machine, sizes, kind, *arguments):
@@ -276,7 +236,8 @@ def figures(machine, sizes):
     for name in ("register", "unregister"):
         tool, floor = least("zelkpmreg.exe", name), least("floor.exe", name)
         found[f"{name}: own requests above an empty program"] = tool.own - empty.own
-        for other, kind in ((floor, "the floor"), (least("bare.exe", name), "a floor without user32")):
+        for other, kind in ((floor, "the floor"),
+                            (least("bare.exe", name), "a floor without user32")):
             ratio = round(tool.whole / other.whole, 3)
             found[f"{name}: all requests, as ratio to {kind}"] = ratio
         for request, what in (("set_key_value", "values written"), ("create_key", "keys created")):
@@ -307,6 +268,6 @@ def figures(machine, sizes):
     machine.delete(COPIES, UNINSTALL)
     machine.tool("-r")  # for the ODBC driver, which would be installed on top of the old one
     machine.tool("-u")
-    size = (ROOT / "build" / machine.preset / "package" / "bin" / "zelkpmreg.exe").stat().st_size
+    size = (machine.tools.parent / "package" / "bin" / "zelkpmreg.exe").stat().st_size
     found["executable: kB"] = round(size / 1000, 1)
     return {name: found[name] for name in BOUNDS}

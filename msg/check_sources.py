@@ -3,16 +3,13 @@ import re
 import unicodedata
 from pathlib import Path
 
-# Locale folder: Windows language id, ANSI code page of a system of that language.
-LOCALES = {
-    "ar_aa": (1025, 1256), "bg_bg": (1026, 1251), "cs_cz": (1029, 1250), "da_dk": (1030, 1252),
-    "de_de": (1031, 1252), "el_gr": (1032, 1253), "en_US": (1033, 1252), "es_es": (1034, 1252),
-    "fi_fi": (1035, 1252), "iw_il": (1037, 1255), "hu_hu": (1038, 1250), "it_it": (1040, 1252),
-    "ja_jp": (1041, 932), "ko_kr": (1042, 949), "nl_nl": (1043, 1252), "no_no": (1044, 1252),
-    "pl_pl": (1045, 1250), "ro_ro": (1048, 1250), "ru_ru": (1049, 1251), "hr_hr": (1050, 1250),
-    "sk_sk": (1051, 1250), "sv_se": (1053, 1252), "tr_tr": (1055, 1254), "sl_si": (1060, 1250),
-    "Zh_tw": (1028, 950), "fr_fr": (1036, 1252), "pt_br": (1046, 1252), "zh_cn": (2052, 936),
-    "pt_pt": (2070, 1252),
+# The ANSI code page of a system of each locale.
+PAGES = {
+    "ar_aa": 1256, "bg_bg": 1251, "cs_cz": 1250, "da_dk": 1252, "de_de": 1252, "el_gr": 1253,
+    "en_US": 1252, "es_es": 1252, "fi_fi": 1252, "fr_fr": 1252, "hr_hr": 1250, "hu_hu": 1250,
+    "it_it": 1252, "iw_il": 1255, "ja_jp": 932, "ko_kr": 949, "nl_nl": 1252, "no_no": 1252,
+    "pl_pl": 1250, "pt_br": 1252, "pt_pt": 1252, "ro_ro": 1250, "ru_ru": 1251, "sk_sk": 1250,
+    "sl_si": 1250, "sv_se": 1252, "tr_tr": 1254, "zh_cn": 936, "Zh_tw": 950,
 }
 USAGE = "MSG_USAGE"
 LINE_BYTES, USAGE_BYTES, USAGE_COLUMNS = 255, 4095, 79
@@ -26,6 +23,14 @@ def ids(msg):
     """The names of the shared header with their numbers."""
     pairs = re.findall(r"^#define (MSG_\w+) (\d+)", (msg / "message_ids.h").read_text(), re.M)
     return {name: int(number) for name, number in pairs}
+
+
+def languages(msg):
+    """The program's own table: locale folder and Windows language id."""
+    table = next(msg.parent.glob("src/*/language.cpp")).read_text()
+    rows = re.findall(r'\{"(\d+)", "\w{4}", "[A-Z]{2}", "(\w+)"\}', table)
+    # On Windows the row en_us and the fallback en_US are one folder.
+    return {{"en_us": "en_US"}.get(locale, locale): int(number) for number, locale in rows}
 
 
 def unquote(literals):
@@ -66,15 +71,21 @@ def text_faults(name, text, english, page):
                 yield f"line {number} takes {columns(line)} columns, {USAGE_COLUMNS} at most"
 
 
+def locale_faults(msg):
+    """Sentences for the locales that the program, the folders and this check do not all have."""
+    known = {"the table in language.cpp": languages(msg).keys(), "PAGES above": PAGES.keys(),
+             "the folders of msg": {file.parent.name for file in msg.glob("*/zelkpmreg.rc")}}
+    return [f"{locale}: is missing in {where}"
+            for locale in sorted(set().union(*known.values()))
+            for where, locales in known.items() if locale not in locales]
+
+
 def faults(msg, locale):
     """Sentences 'file: id: fault' for one locale folder."""
-    rc, reference = Path(msg) / locale / "zelkpmreg.rc", Path(msg) / "en_US" / "zelkpmreg.rc"
-    where = f"msg/{locale}/zelkpmreg.rc"
-    if not rc.exists():
-        return [f"{where}: there is no such file"]
-    source, found, english = rc.read_text(encoding="utf-8"), texts(rc), dict(texts(reference))
-    language, page = LOCALES[locale]
-    result = []
+    rc, where = msg / locale / "zelkpmreg.rc", f"msg/{locale}/zelkpmreg.rc"
+    source, found = rc.read_text(encoding="utf-8"), texts(rc)
+    english = dict(texts(msg / "en_US" / "zelkpmreg.rc"))
+    language, page, result = languages(msg)[locale], PAGES[locale], []
     for line in ('#include "../message_ids.h"', "#pragma code_page(65001)",
                  f"LANGUAGE {language & 0x3FF}, {language >> 10}"):
         if line not in source.split("\n"):
@@ -82,12 +93,14 @@ def faults(msg, locale):
     names = [name for name, _ in found]
     result += [f"{where}: {n}: is missing" for n in ids(msg) if n not in names]
     result += [f"{where}: {n}: is not in message_ids.h" for n in names if n not in ids(msg)]
-    result += [f"{where}: {n}: stands twice" for n in sorted({n for n in names if names.count(n) > 1})]
+    twice = {n for n in names if names.count(n) > 1}
+    result += [f"{where}: {n}: is there twice" for n in sorted(twice)]
     if not result and names != list(english):
-        result.append(f"{where}: the ids stand in another order than in English")
+        result.append(f"{where}: the ids are in another order than in English")
     for name, text in found:
         if name in english:
-            result += [f"{where}: {name}: {f}" for f in text_faults(name, text, english[name], page)]
+            result += [f"{where}: {name}: {fault}"
+                       for fault in text_faults(name, text, english[name], page)]
             if locale != "en_US" and text == english[name]:
                 result.append(f"{where}: {name}: is left in English")
     return result
@@ -96,6 +109,8 @@ def faults(msg, locale):
 if __name__ == "__main__":
     import sys
     folder = Path(__file__).resolve().parent
-    wrong = [f for locale in (sys.argv[1:] or LOCALES) for f in faults(folder, locale)]
+    wrong = locale_faults(folder)
+    if not wrong:
+        wrong = [f for locale in (sys.argv[1:] or PAGES) for f in faults(folder, locale)]
     print("\n".join(wrong) or "no fault")
     sys.exit(bool(wrong))

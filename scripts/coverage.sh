@@ -1,15 +1,15 @@
 #!/usr/bin/env bash
 # Counts which lines and branches of the product the C++ and whole-program tests run. What is not
-# reached stands in build/coverage/report.txt and, line by line, in build/coverage/html/index.html.
-# docs/testing.md tells why.
+# reached is in build/coverage/report.txt and, line by line, in build/coverage/html/index.html.
+# docs/testing.md says why.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 command -v gcovr >/dev/null || "$root/scripts/setup.sh" --also gcovr
 rm -rf "$root/build/coverage"  # the counts of earlier runs, and sources that were renamed since
-# The programs write their counts by the sources' own paths, which lie on this drive of theirs.
+# The programs write their counts by the sources' own paths, which are on this drive of theirs.
 export GCOV_PREFIX=Z:
-"$root/scripts/test.sh" --coverage || printf 'some tests failed; the counts are from all of them\n'
+"$root/scripts/test.sh" coverage || printf 'some tests failed; the counts are from all of them\n'
 
 say "Lines and branches of the product"
 mkdir -p "$root/build/coverage/html"

@@ -8,7 +8,7 @@ set -euo pipefail
 
 packages=(cmake ninja-build googletest git python3 python3-pytest python3-pefile
     g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix
-    clang clang-format clang-tidy cppcheck shellcheck libclang-rt-14-dev locales util-linux zip unzip)
+    clang clang-format clang-tidy cppcheck flake8 shellcheck libclang-rt-14-dev locales util-linux zip)
 wine_packages=(wine wine64)
 if [ "${1:-}" = --also ]; then
     shift

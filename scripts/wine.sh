@@ -4,8 +4,8 @@
 # WINEPREFIX chooses the prefix (default: build/wine below the project); it is made when it is
 # missing. The prefix's server is started once and stays, because a server that comes and goes with
 # every program costs two seconds each time: end it with WINEPREFIX=... wineserver -k.
-# ZELK_LOADER names the loader of the program's own bitness: "wine" takes the 32-bit one and starts
-# 64-bit programs by way of it, which takes twice as long.
+# ZELK_PRESET=x86 is for 32-bit programs. "wine" itself takes the 32-bit loader and starts 64-bit
+# programs by way of it, which takes twice as long.
 # ZELK_HOLDER names a program that keeps a desktop open in the prefix; it is started with the server.
 set -euo pipefail
 
@@ -14,6 +14,8 @@ export WINEPREFIX="${WINEPREFIX:-$root/build/wine}"
 export WINEDEBUG="${WINEDEBUG:--all}"
 export WINEDLLOVERRIDES="${WINEDLLOVERRIDES:-mscoree,mshtml=}"
 unset DISPLAY
+loader=wine
+if [ "${ZELK_PRESET:-x64}" != x86 ] && [ -x /usr/lib/wine/wine64 ]; then loader=/usr/lib/wine/wine64; fi
 
 # Signal 0 only asks. Where the server has its socket differs from one Wine package to the next.
 server_runs() {
@@ -54,4 +56,4 @@ if [ ! -e "$WINEPREFIX/.made" ] || ! server_runs; then
         if [ ! -e "$WINEPREFIX/.made" ] || ! server_runs; then start_server; fi
     ) 9>"$WINEPREFIX.lock"
 fi
-[ $# -eq 0 ] || exec "${ZELK_LOADER:-wine}" "$@"
+[ $# -eq 0 ] || exec "$loader" "$@"

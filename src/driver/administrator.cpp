@@ -24,23 +24,20 @@ bool isMember(HANDLE token, PSID group) {
 bool hasLinkedTokens() {
     OSVERSIONINFOEXA version = {};
     version.dwOSVersionInfoSize = sizeof version;
-#if defined(_MSC_VER)
-#pragma warning(suppress : 4996)  // the program carries no version manifest that would mislead it
-#endif
     if (!GetVersionExA(reinterpret_cast<OSVERSIONINFOA*>(&version))) return false;
     return version.dwPlatformId == VER_PLATFORM_WIN32_NT && version.dwMajorVersion >= 6;
 }
 
 OwnedHandle openToken() {
     OwnedHandle token;
-    if (!OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, token.receive()) &&
+    if (!OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, token.put()) &&
         GetLastError() == ERROR_NO_TOKEN) {
-        OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, token.receive());
+        OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, token.put());
     }
     return token;
 }
 
-// The token's information in pages of its own; empty when the token gives none.
+// The token's information in pages of its own; empty when the query fails.
 OwnedPages queryToken(HANDLE token, TOKEN_INFORMATION_CLASS kind) {
     DWORD size = 0;
     if (GetTokenInformation(token, kind, nullptr, 0, &size)) return {};
@@ -55,7 +52,7 @@ bool isLinkedTokenMember(PSID group) {
     const OwnedHandle token = openToken();
     if (!token) return false;
     const OwnedPages elevation = queryToken(token.get(), TokenElevation);
-    // An elevated token that is no member has no fuller one behind it.
+    // An elevated token without membership has no linked one with more rights.
     if (!elevation || *static_cast<const DWORD*>(elevation.get()) != 0) return false;
     const OwnedPages linked = queryToken(token.get(), TokenLinkedToken);
     if (!linked) return false;
@@ -71,7 +68,7 @@ bool isUserAdministrator() {
     OwnedSid administrators;
     if (!AllocateAndInitializeSid(&authority, 2, SECURITY_BUILTIN_DOMAIN_RID,
                                   DOMAIN_ALIAS_RID_ADMINS, 0, 0, 0, 0, 0, 0,
-                                  administrators.receive())) {
+                                  administrators.put())) {
         return false;
     }
     BOOL member = FALSE;

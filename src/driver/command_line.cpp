@@ -9,7 +9,7 @@ namespace {
 
 constexpr size_t LONGEST_COPY_NAME = 64;
 
-// True for "-x", "-X", "/x" and "/X" and whatever follows: an option is its first two characters.
+// True for "-x", "-X", "/x" and "/X" with anything behind: an option is its first two characters.
 bool isOption(const char* argument, char letter) {
     if (argument[0] != '-' && argument[0] != '/') return false;
     return argument[1] == letter || argument[1] == letter - 'a' + 'A';
@@ -31,7 +31,7 @@ bool readCopyName(const char* value) {
     return value && isValidCopyName(value) && copyText(copyName, value) == TEXT_OK;
 }
 
-// Reads the value of -l or -i. The value is judged by its trimmed form, but taken with its leading
+// Reads the value of -l or -i. The value is checked in its trimmed form, but taken with its leading
 // blanks: a file name may begin with blanks, though it cannot end with them.
 bool readText(char* value, char* out, size_t size) {
     if (!value) return false;
@@ -79,7 +79,7 @@ void readArgument(const char* argument, char* value, CommandLine& line) {
 CommandLine parseCommandLine(int argc, char** argv) {
     CommandLine line;
     resetRunSettings();
-    // One argument at a time, also after an option that took a value: the value comes round again
+    // One argument at a time, also after an option that took a value: the value is read once more
     // and matches nothing, because no valid one begins with "-" or "/". A refused one is then an
     // option in its own right, so that "-l -v" still means -v.
     for (int i = 1; i < argc; ++i) {

@@ -10,11 +10,11 @@ struct CommandLine {
     bool copyNameGiven = false;  // a valid one
     bool logPathGiven = false;
     char logPath[PATH_BYTES] = "";
-    bool replaceAfterUnregister = false;  // -r was given when -u had been
+    bool replaceAfterUnregister = false;  // -r came after -u
     bool forceUnregister = false;
 };
 
-// Puts the run settings to their initial values and reads the arguments argv[1] .. argv[argc - 1]
-// into them. Prints nothing and always succeeds: whatever is wrong with a value sets showUsage.
+// Sets the run settings to their initial values and reads the arguments argv[1] .. argv[argc - 1]
+// into them. Prints nothing and always succeeds: a value that is not valid sets showUsage.
 // Trailing blanks of the values of -l and -i are cut in argv itself.
 CommandLine parseCommandLine(int argc, char** argv);

@@ -7,15 +7,14 @@
 #include "services/path.h"
 #include "services/text.h"
 
-void setInstallDirectory(const char* executable, char (&withoutBackslash)[PATH_BYTES]) {
-    copyText(withoutBackslash, executable);
-    cutLastComponent(withoutBackslash);  // the program's name
-    cutLastComponent(withoutBackslash);  // its folder, "bin"
-    copyText(installDir, withoutBackslash);
+void setInstallDirectory(const char* executable) {
+    copyText(installDir, executable);
+    cutLastComponent(installDir);  // the program's name
+    cutLastComponent(installDir);  // its folder, "bin"
     appendText(installDir, "\\");
 }
 
-void deriveInstallDirectory(char (&withoutBackslash)[PATH_BYTES]) {
+void deriveInstallDirectory() {
     char executable[PATH_BYTES] = {};
     const DWORD length = GetModuleFileNameA(nullptr, executable, sizeof executable);
     // A path that fills the buffer was cut, and would name another place.
@@ -27,5 +26,5 @@ void deriveInstallDirectory(char (&withoutBackslash)[PATH_BYTES]) {
         printToConsole(line);
         executable[0] = '\0';
     }
-    setInstallDirectory(executable, withoutBackslash);
+    setInstallDirectory(executable);
 }

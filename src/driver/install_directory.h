@@ -1,12 +1,9 @@
-// Where the package lies: the parent of the folder that holds the executable.
+// Where the package is: in the parent of the folder that holds the executable.
 #pragma once
 
-#include "services/path.h"
-
-// Fills the global installDir (run_settings.h), which ends in a backslash, and withoutBackslash,
-// the same without it. When the executable's path cannot be had, a line on the console says so and
-// both are what an empty path gives.
-void deriveInstallDirectory(char (&withoutBackslash)[PATH_BYTES]);
+// Fills the global installDir (run/run_settings.h), which ends in a backslash. When the path of the
+// executable is not known, a line on the console says so and installDir is a single backslash.
+void deriveInstallDirectory();
 
 // The same for a given path of an executable.
-void setInstallDirectory(const char* executable, char (&withoutBackslash)[PATH_BYTES]);
+void setInstallDirectory(const char* executable);

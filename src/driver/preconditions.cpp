@@ -2,24 +2,24 @@
 
 #include <cstring>
 
+#include "driver/administrator.h"
+#include "registration/copy_name_registry.h"
 #include "registration/installed_copies_keys.h"
 #include "run/messages.h"
-#include "run/refusal.h"
 #include "run/run_settings.h"
 #include "services/owners.h"
 #include "services/path.h"
-#include "services/registry.h"
 #include "services/text.h"
 
 namespace {
 
-void buildCopyKeyPath(const char* name, char (&path)[2048]) {
+void buildCopyKeyPath(const char* name, char (&path)[REGISTRY_TEXT_BYTES]) {
     formatText(path, sizeof path, "%s\\%s", INSTALLED_COPIES_KEY, name);
 }
 
-// Looks at one installed copy; true when it lies in this run's install directory.
-bool liesHere(const char* name, const CommandLine& line) {
-    char keyPath[2048];
+// Reads and prints the path of one installed copy; true when it is this run's install directory.
+bool isAtInstallDir(const char* name) {
+    char keyPath[REGISTRY_TEXT_BYTES];
     buildCopyKeyPath(name, keyPath);
     sayVerbose(MSG_INSTALLED_COPY, keyPath);
 
@@ -28,60 +28,73 @@ bool liesHere(const char* name, const CommandLine& line) {
     char path[PATH_BYTES];
     readRegistryText(key, PATH_VALUE, path, sizeof path);
     sayVerbose(MSG_INSTALLED_PATH, path, installDir);
-    if (strcmp(path, installDir) == 0) return true;
-
-    if (line.unregister && strcmp(name, copyName) == 0 && !line.forceUnregister) {
-        refuse(EXIT_OTHER_PATH, MSG_OTHER_PATH, name);
-    }
-    return false;
+    return strcmp(path, installDir) == 0;
 }
 
 }  // namespace
 
-void checkCopyKey(const CommandLine& line) {
+ExitCode checkOptions(const CommandLine& line) {
+    if (line.replaceAfterUnregister) {
+        return refuse(EXIT_REPLACE_AFTER_UNREGISTER, MSG_REPLACE_AFTER_UNREGISTER);
+    }
+    if (line.unregister == 1 && !line.copyNameGiven) {
+        return refuse(EXIT_COPY_NAME_MISSING, MSG_COPY_NAME_MISSING);
+    }
+    if (!isUserAdministrator()) return refuse(EXIT_NOT_ADMINISTRATOR, MSG_NOT_ADMINISTRATOR);
+    return EXIT_DONE;
+}
+
+ExitCode checkCopyKey(const CommandLine& line) {
     ZELKiCopyNameRegistry key;
     const bool exists = key.TryOpen(HKEY_LOCAL_MACHINE, COPY_KEY, copyName, REGISTRY_READ);
     if (!line.unregister && exists && !replaceExisting) {
-        refuse(EXIT_COPY_EXISTS, MSG_COPY_EXISTS, copyName);
+        return refuse(EXIT_COPY_EXISTS, MSG_COPY_EXISTS, copyName);
     }
-    if (line.unregister && !exists) refuse(EXIT_COPY_UNKNOWN, MSG_COPY_UNKNOWN, copyName);
+    if (line.unregister && !exists) return refuse(EXIT_COPY_UNKNOWN, MSG_COPY_UNKNOWN, copyName);
+    return EXIT_DONE;
 }
 
-void checkRemoteCopy(const CommandLine& line) {
-    char keyPath[2048];
+ExitCode checkRemoteCopy(const CommandLine& line) {
+    char keyPath[REGISTRY_TEXT_BYTES];
     buildCopyKeyPath(copyName, keyPath);
     sayVerbose(MSG_COPY_KEY, keyPath);
 
     ZELKiCopyNameRegistry key;
     key.Open(HKEY_LOCAL_MACHINE, keyPath, REGISTRY_READ);
-    char remote[2048];
+    char remote[REGISTRY_TEXT_BYTES];
     readRegistryText(key, REMOTE_COPY_VALUE, remote, sizeof remote);
     if (line.unregister && strcmp(remote, REMOTE_COPY_DATA) != 0) {
-        refuse(EXIT_NOT_REMOTE_COPY, MSG_NOT_REMOTE_COPY, keyPath);
+        return refuse(EXIT_NOT_REMOTE_COPY, MSG_NOT_REMOTE_COPY, keyPath);
     }
+    return EXIT_DONE;
 }
 
-bool checkInstalledCopies(const CommandLine& line) {
+ExitCode checkInstalledCopies(const CommandLine& line, bool& onlyCopy) {
     // The open is not tested: without the key there is nothing to enumerate.
     OwnedKey copies;
-    RegOpenKeyA(HKEY_LOCAL_MACHINE, INSTALLED_COPIES_KEY, copies.receive());
+    RegOpenKeyA(HKEY_LOCAL_MACHINE, INSTALLED_COPIES_KEY, copies.put());
     bool foundAtInstallDir = false;
     unsigned count = 0;
     char name[256];
     while (RegEnumKeyA(copies.get(), count, name, sizeof name) == ERROR_SUCCESS) {
         ++count;
-        if (liesHere(name, line)) foundAtInstallDir = true;
+        if (isAtInstallDir(name)) {
+            foundAtInstallDir = true;
+        } else if (line.unregister && strcmp(name, copyName) == 0 && !line.forceUnregister) {
+            return refuse(EXIT_OTHER_PATH, MSG_OTHER_PATH, name);
+        }
     }
+    onlyCopy = count == 1 && line.unregister;
     copies.reset();
     sayVerbose(MSG_COPY_COUNT, Decimal(count).text);
 
     if (foundAtInstallDir && !line.unregister && !replaceExisting) {
-        refuse(EXIT_PATH_TAKEN, MSG_PATH_TAKEN);
+        return refuse(EXIT_PATH_TAKEN, MSG_PATH_TAKEN);
     }
-    return count == 1 && line.unregister;
+    return EXIT_DONE;
 }
 
-void checkDefaultCopy(const CommandLine& line, bool onlyCopy) {
+ExitCode checkDefaultCopy(const CommandLine& line, bool onlyCopy) {
     ZELKiCopyNameRegistry key;
     key.Open(HKEY_LOCAL_MACHINE, INSTALLED_COPIES_KEY, REGISTRY_READ);
     char defaultCopy[128];
@@ -89,7 +102,10 @@ void checkDefaultCopy(const CommandLine& line, bool onlyCopy) {
     say(MSG_DEFAULT_COPY, defaultCopy);
     say(MSG_THIS_COPY, copyName);
 
-    if (strcmp(defaultCopy, copyName) != 0 || !(line.unregister || replaceExisting)) return;
+    if (strcmp(defaultCopy, copyName) != 0 || !(line.unregister || replaceExisting)) {
+        return EXIT_DONE;
+    }
     makeDefaultCopy = true;
-    if (!onlyCopy && !replaceExisting) refuse(EXIT_IS_DEFAULT_COPY, MSG_IS_DEFAULT_COPY);
+    if (onlyCopy || replaceExisting) return EXIT_DONE;
+    return refuse(EXIT_IS_DEFAULT_COPY, MSG_IS_DEFAULT_COPY);
 }

@@ -1,6 +1,5 @@
 #include "driver/run_sequence.h"
 
-#include "driver/administrator.h"
 #include "driver/command_line.h"
 #include "driver/install_directory.h"
 #include "driver/preconditions.h"
@@ -11,38 +10,42 @@
 #include "registration/dotnet_configuration.h"
 #include "registration/oledb_provider.h"
 #include "registration/uninstall_entry.h"
-#include "run/exit_codes.h"
 #include "run/message_library.h"
 #include "run/messages.h"
-#include "run/refusal.h"
 #include "run/run_log.h"
 #include "run/run_settings.h"
 #include "services/path.h"
+#include "services/system_command.h"
 #include "services/text.h"
 #include "services/thread.h"
 
 namespace {
 
-void checkOptions(const CommandLine& line) {
-    if (line.replaceAfterUnregister) {
-        refuse(EXIT_REPLACE_AFTER_UNREGISTER, MSG_REPLACE_AFTER_UNREGISTER);
-    }
-    if (line.unregister == 1 && !line.copyNameGiven) {
-        refuse(EXIT_COPY_NAME_MISSING, MSG_COPY_NAME_MISSING);
-    }
-    if (!isUserAdministrator()) refuse(EXIT_NOT_ADMINISTRATOR, MSG_NOT_ADMINISTRATOR);
+void printLanguageAndLog(const char* logPath) {
+    say(MSG_LANGUAGE, currentLocale);
+    say(MSG_LIBRARY, messageLibraryPath);
+    say(MSG_LOG_FILE, logPath);
 }
 
-// Every step runs, whatever those before it came to: each reports its own result.
-void runSteps(int unregister, const char* installDirWithoutBackslash, bool onlyCopy) {
+ExitCode checkPreconditions(const CommandLine& line, bool& onlyCopy) {
+    ExitCode code = checkOptions(line);
+    if (code == EXIT_DONE) code = checkCopyKey(line);
+    if (code == EXIT_DONE) code = checkRemoteCopy(line);
+    if (code == EXIT_DONE) code = checkInstalledCopies(line, onlyCopy);
+    if (code == EXIT_DONE) code = checkDefaultCopy(line, onlyCopy);
+    return code;
+}
+
+// Every step runs, whatever the results of those before it: each reports its own result.
+void runSteps(int unregister, bool onlyCopy) {
     const auto announce = [unregister](unsigned registering, unsigned unregistering) {
         say(unregister ? unregistering : registering);
     };
     announce(MSG_REGISTERING, MSG_UNREGISTERING);
 
-    char frameworkRoot[PATH_BYTES] = "";  // not needed: only whether there is one
+    char frameworkRoot[PATH_BYTES] = "";  // only whether there is one matters
     if (findDotNetFrameworkRoot(frameworkRoot)) {
-        runDotNetConfigurationTool(unregister, installDirWithoutBackslash, makeDefaultCopy);
+        runDotNetConfigurationTool(unregister, installDir, makeDefaultCopy);
     } else {
         say(MSG_DOTNET_ABSENT);
     }
@@ -54,6 +57,7 @@ void runSteps(int unregister, const char* installDirWithoutBackslash, bool onlyC
     OdbcRegistrationStep(unregister, installDir, makeDefaultCopy);
 
     announce(MSG_REGISTERING_UNINSTALL_ENTRY, MSG_UNREGISTERING_UNINSTALL_ENTRY);
+    formatText(displayName, sizeof displayName, "Orvane Pellimar Package - Remote - %s", copyName);
     writeUninstallEntry(unregister, installDir, copyName);
 
     announce(MSG_REGISTERING_OLEDB, MSG_UNREGISTERING_OLEDB);
@@ -63,29 +67,34 @@ void runSteps(int unregister, const char* installDirWithoutBackslash, bool onlyC
     if (makeDefaultCopy) switchDefaultClientCopy();
 }
 
+// The run from its log to its last step.
+ExitCode runLogged(const CommandLine& line) {
+    char logPath[PATH_BYTES];
+    ExitCode code = openRunLog(line.logPathGiven ? line.logPath : nullptr, logPath);
+    if (code == EXIT_DONE) code = loadMessageLibrary();
+    if (code != EXIT_DONE) return code;
+    if (line.showUsage) {
+        showUsage();
+        return EXIT_DONE;
+    }
+    printLanguageAndLog(logPath);
+    bool onlyCopy = false;
+    code = checkPreconditions(line, onlyCopy);
+    if (code == EXIT_DONE) runSteps(line.unregister, onlyCopy);
+    return code;
+}
+
 }  // namespace
 
 int runSequence(int argc, char** argv) {
     threadFailureHook = traceThreadFailure;
     const CommandLine line = parseCommandLine(argc, argv);
-    char installDirWithoutBackslash[PATH_BYTES];
-    deriveInstallDirectory(installDirWithoutBackslash);
-    char logPath[PATH_BYTES];
-    openRunLog(line, logPath);
-    loadMessageLibrary();
-    if (line.showUsage) showUsageAndExit();
-    say(MSG_LANGUAGE, currentLocale);
-    say(MSG_LIBRARY, messageLibraryPath);
-    say(MSG_LOG_FILE, logPath);
-
-    checkOptions(line);
-    checkCopyKey(line);
-    formatText(displayName, sizeof displayName, "Orvane Pellimar Package - Remote - %s", copyName);
-    checkRemoteCopy(line);
-    const bool onlyCopy = checkInstalledCopies(line);
-    checkDefaultCopy(line, onlyCopy);
-
-    runSteps(line.unregister, installDirWithoutBackslash, onlyCopy);
+    deriveInstallDirectory();
+    const ExitCode code = runLogged(line);
+    if (code != EXIT_DONE) {
+        sayVerboseLiteral("Exiting with error code %s\n", Decimal(code).text);
+    }
     closeRunLog();
-    return EXIT_DONE;
+    if (code != EXIT_DONE && pauseBeforeExit) runSystemCommand("pause");
+    return code;
 }

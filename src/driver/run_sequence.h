@@ -1,5 +1,5 @@
 #pragma once
 
-// The program: one pass from the arguments to the exit code. A run that is refused ends the process
-// with one of the codes of run/exit_codes.h; otherwise the result is 0.
+// The program: one pass from the arguments to the exit code, which is 0 or, for a run that was
+// refused, one of the codes of run/exit_codes.h.
 int runSequence(int argc, char** argv);

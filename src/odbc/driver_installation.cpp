@@ -2,60 +2,52 @@
 
 #include <cstring>
 
+#include "odbc/installer_errors.h"
 #include "odbc/odbc_installer_types.h"
+#include "odbc/odbc_keys.h"
 #include "odbc/trace.h"
 #include "services/owners.h"
-#include "services/path.h"
-#include "services/registry.h"
 #include "services/text.h"
 
 namespace {
 
-constexpr char SAVED_TIMEOUT_KEY[] = "SOFTWARE\\Orvane\\Zelk\\TEMP\\CP_TIMEOUT";
-constexpr char POOLING_KEY[] = "SOFTWARE\\ODBC\\ODBCINST.INI\\ODBC Connection Pooling";
-constexpr char TIMEOUT_VALUE[] = "CPTimeout";
-constexpr char DEFAULT_TIMEOUT[] = "60";  // seconds
-
-// Where the functions of this file trace.
 enum Probe : uint32_t {
     PROBE_STATUS = 10,       // a Windows error code
-    PROBE_STATUS_TEXT = 20,  // its text, or what could not be done
+    PROBE_STATUS_TEXT = 20,  // its text
     PROBE_NO_FUNCTION = 30,
     PROBE_LONG_PATH = 40,
-    PROBE_XA_LIBRARY = 50,
+    PROBE_KEY = 50,  // a key or value that could not be created, written or deleted
 };
 
-// A value as it lies in the registry, with room for the byte behind it.
+// A value as it is in the registry.
 struct RawValue {
     static constexpr DWORD CAPACITY = 2048;
     DWORD type = REG_NONE;
     DWORD size = CAPACITY;
-    BYTE data[CAPACITY + 1] = {};
+    BYTE data[CAPACITY] = {};
 };
 
-// Returns the system's result; a failure is traced.
-LSTATUS readTimeout(const char* keyPath, RawValue& value, const Trace& trace) {
-    OwnedKey key;
-    LSTATUS status = RegOpenKeyExA(HKEY_LOCAL_MACHINE, keyPath, 0, KEY_QUERY_VALUE, key.receive());
-    if (status == ERROR_SUCCESS) {
-        status = RegQueryValueExA(key.get(), TIMEOUT_VALUE, nullptr, &value.type, value.data,
-                                  &value.size);
-    }
-    if (status != ERROR_SUCCESS) {
-        trace.error(PROBE_STATUS, status);
-    } else {
-        // RegSetValueExA would add a zero that it finds behind a text without one.
-        value.data[value.size] = 0xFF;
-    }
+// Returns status; a failure is traced.
+LSTATUS traced(const Trace& trace, LSTATUS status) {
+    if (status != ERROR_SUCCESS) trace.error(PROBE_STATUS, status);
     return status;
 }
 
+LSTATUS readTimeout(const char* keyPath, RawValue& value, const Trace& trace) {
+    OwnedKey key;
+    const LSTATUS status =
+        traced(trace, RegOpenKeyExA(HKEY_LOCAL_MACHINE, keyPath, 0, KEY_QUERY_VALUE, key.put()));
+    if (status != ERROR_SUCCESS) return status;
+    return traced(trace, RegQueryValueExA(key.get(), TIMEOUT_VALUE, nullptr, &value.type,
+                                          value.data, &value.size));
+}
+
 void traceSystemError(const Trace& trace, LSTATUS status) {
+    trace.error(PROBE_STATUS, status);
     if (!Trace::isOn()) return;
     char text[100] = "";
     FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
                    static_cast<DWORD>(status), 0x400, text, sizeof text, nullptr);
-    trace.error(PROBE_STATUS, status);
     trace.text(PROBE_STATUS_TEXT, text);
 }
 
@@ -63,7 +55,7 @@ void traceSystemError(const Trace& trace, LSTATUS status) {
 int32_t writeValue(HKEY key, const char* name, DWORD type, const void* data, DWORD size) {
     int32_t result = 0;
     const Trace trace(TRACE_WRITE_VALUE, &result);
-    const LSTATUS status = RegSetValueExA(key, name, 0, type, static_cast<const BYTE*>(data), size);
+    const LSTATUS status = writeRegistryValue(key, name, type, data, size);
     if (status == ERROR_SUCCESS) return result;
     traceSystemError(trace, status);
     result = ODBC_SETUP_FAILED;
@@ -72,29 +64,41 @@ int32_t writeValue(HKEY key, const char* name, DWORD type, const void* data, DWO
 
 // Creates or opens the key and writes one value. Returns 0 or ODBC_SETUP_FAILED.
 int32_t writeValueAt(const char* keyPath, const char* name, DWORD type, const void* data,
-                     DWORD size) {
+                     DWORD size, const Trace& trace) {
     OwnedKey key;
-    if (RegCreateKeyExA(HKEY_LOCAL_MACHINE, keyPath, 0, nullptr, REG_OPTION_NON_VOLATILE,
-                        KEY_ALL_ACCESS, nullptr, key.receive(), nullptr) != ERROR_SUCCESS) {
-        return ODBC_SETUP_FAILED;
-    }
-    return writeValue(key.get(), name, type, data, size);
+    const LSTATUS status =
+        RegCreateKeyExA(HKEY_LOCAL_MACHINE, keyPath, 0, nullptr, REG_OPTION_NON_VOLATILE,
+                        KEY_ALL_ACCESS, nullptr, key.put(), nullptr);
+    const int32_t result = traced(trace, status) == ERROR_SUCCESS
+                               ? writeValue(key.get(), name, type, data, size)
+                               : ODBC_SETUP_FAILED;
+    if (result != 0) trace.text(PROBE_KEY, keyPath, PATH_BYTES);
+    return result;
 }
 
 void saveTimeout(const char* driverKey, const Trace& trace) {
     RawValue timeout;
     if (readTimeout(driverKey, timeout, trace) != ERROR_SUCCESS) return;
-    if (writeValueAt(SAVED_TIMEOUT_KEY, TIMEOUT_VALUE, timeout.type, timeout.data, timeout.size) !=
-        0) {
-        trace.text(PROBE_STATUS_TEXT, SAVED_TIMEOUT_KEY);
+    writeValueAt(SAVED_TIMEOUT_KEY, TIMEOUT_VALUE, timeout.type, timeout.data, timeout.size, trace);
+}
+
+void deleteSavedTimeout(const Trace& trace) {
+    HKEY saved = nullptr;
+    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, SAVED_TIMEOUT_KEY, 0, KEY_READ, &saved) !=
+        ERROR_SUCCESS) {
+        return;
+    }
+    // Opened only to see whether it is there; the handle stays open until the process ends.
+    if (traced(trace, RegDeleteKeyA(HKEY_LOCAL_MACHINE, SAVED_TIMEOUT_KEY)) != ERROR_SUCCESS) {
+        trace.text(PROBE_KEY, SAVED_TIMEOUT_KEY);
     }
 }
 
 // Returns 0 or ODBC_SETUP_FAILED.
 int32_t callInstaller(const OdbcDriverSetup& setup, bool keyFits,
                       SqlInstallDriverExFunction* install, const Trace& trace) {
-    // A folder or a key that does not fit would be another one, and installers are known to fall
-    // over paths of that length: it counts as refused, without asking.
+    // A folder or a key that does not fit would be another one, and installers are known to crash
+    // on paths of that length: it counts as refused, without a call.
     constexpr size_t LONGEST_PATH = 259;
     if (!keyFits || strlen(setup.binDir) > LONGEST_PATH) {
         trace.text(PROBE_LONG_PATH, setup.binDir);
@@ -113,33 +117,36 @@ int32_t callInstaller(const OdbcDriverSetup& setup, bool keyFits,
     return ODBC_SETUP_FAILED;
 }
 
-void writePooling() {
+void writePooling(const Trace& trace) {
     // Four bytes each, of which the first counts.
     constexpr BYTE PERFORMANCE_MONITOR[4] = {0x01};
     constexpr BYTE RETRY_WAIT[4] = {0x78};
     OwnedKey key;
-    RegCreateKeyA(HKEY_LOCAL_MACHINE, POOLING_KEY, key.receive());
+    if (traced(trace, RegCreateKeyA(HKEY_LOCAL_MACHINE, POOLING_KEY, key.put())) != ERROR_SUCCESS) {
+        trace.text(PROBE_KEY, POOLING_KEY);
+    }
     writeValue(key.get(), "PerfMon", REG_SZ, PERFORMANCE_MONITOR, sizeof PERFORMANCE_MONITOR);
     writeValue(key.get(), "RetryWait", REG_SZ, RETRY_WAIT, sizeof RETRY_WAIT);
 }
 
 void writeXaLibrary(const OdbcDriverSetup& setup, const Trace& trace) {
     char path[PATH_BYTES];
-    if (!buildXaLibraryPath(setup, path) ||
-        writeValueAt(XA_LIBRARIES_KEY, path, REG_SZ, path, static_cast<DWORD>(strlen(path) + 1)) !=
-            0) {
-        trace.text(PROBE_XA_LIBRARY, path);
+    if (!buildXaLibraryPath(setup, path)) {
+        trace.text(PROBE_LONG_PATH, path);
+        return;
     }
+    writeValueAt(XA_LIBRARIES_KEY, path, REG_SZ, path, static_cast<DWORD>(strlen(path) + 1), trace);
 }
 
 }  // namespace
 
 int32_t InstallDriver(const OdbcDriverSetup* setup) {
+    constexpr char DEFAULT_TIMEOUT[] = "60";  // seconds
     int32_t result = ODBC_SETUP_FAILED;
     const Trace trace(TRACE_INSTALL_DRIVER, &result);
     if (!setup) return result;
     char driverKey[PATH_BYTES];
-    const bool keyFits = buildDriverKeyPath(*setup, driverKey);
+    const bool keyFits = buildDriverKeyPath(setup->description, driverKey);
     if (keyFits) saveTimeout(driverKey, trace);
 
     constexpr char INSTALL[] = "SQLInstallDriverEx";
@@ -151,9 +158,10 @@ int32_t InstallDriver(const OdbcDriverSetup* setup) {
     }
     result = callInstaller(*setup, keyFits, install, trace);
     if (result == 0 && RestoreConnectionTimeout(setup) != 0) {
-        writeValueAt(driverKey, TIMEOUT_VALUE, REG_SZ, DEFAULT_TIMEOUT, sizeof DEFAULT_TIMEOUT);
+        writeValueAt(driverKey, TIMEOUT_VALUE, REG_SZ, DEFAULT_TIMEOUT, sizeof DEFAULT_TIMEOUT,
+                     trace);
     }
-    writePooling();
+    writePooling(trace);
     writeXaLibrary(*setup, trace);
     return result;
 }
@@ -163,15 +171,11 @@ int32_t RestoreConnectionTimeout(const OdbcDriverSetup* setup) {
     const Trace trace(TRACE_RESTORE_TIMEOUT, &result);
     char driverKey[PATH_BYTES];
     RawValue timeout;
-    if (buildDriverKeyPath(*setup, driverKey) &&
+    if (buildDriverKeyPath(setup->description, driverKey) &&
         readTimeout(SAVED_TIMEOUT_KEY, timeout, trace) == ERROR_SUCCESS) {
-        result = writeValueAt(driverKey, TIMEOUT_VALUE, timeout.type, timeout.data, timeout.size);
+        result =
+            writeValueAt(driverKey, TIMEOUT_VALUE, timeout.type, timeout.data, timeout.size, trace);
     }
-    HKEY saved = nullptr;
-    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, SAVED_TIMEOUT_KEY, 0, KEY_READ, &saved) ==
-        ERROR_SUCCESS) {
-        // Opened only to see whether it is there; the handle is left to the end of the process.
-        RegDeleteKeyA(HKEY_LOCAL_MACHINE, SAVED_TIMEOUT_KEY);
-    }
+    deleteSavedTimeout(trace);
     return result;
 }

@@ -5,9 +5,9 @@
 #include "odbc/odbc_driver_setup.h"
 
 // Installs the prepared driver, keeping the connection time-out ("CPTimeout") that its key holds,
-// or setting it to "60"; then, whatever the installer said, the connection-pooling values and the
-// XA library of the copy. Returns 0, or ODBC_SETUP_FAILED when the installer refused or is missing;
-// in the latter case nothing else is written either.
+// or setting it to "60". Then writes the connection-pooling values and the XA library of the copy,
+// also when the installer refused. Returns 0, or ODBC_SETUP_FAILED when the installer refused or is
+// missing; in the latter case nothing else is written either.
 int32_t InstallDriver(const OdbcDriverSetup* setup);
 
 // Copies a saved time-out back into the driver's key and deletes the saved one. Returns 0, or

@@ -1,19 +1,25 @@
 #include "odbc/driver_removal.h"
 
-#include <utility>
+#include <algorithm>
 
+#include "odbc/installer_errors.h"
 #include "odbc/odbc_installer_types.h"
+#include "odbc/odbc_keys.h"
 #include "odbc/system_odbc_installer.h"
 #include "odbc/trace.h"
 #include "services/owners.h"
-#include "services/path.h"
-#include "services/registry.h"
+#include "services/same_name.h"
 #include "services/text.h"
 
 namespace {
 
-constexpr char DATA_SOURCES_KEY[] = "SOFTWARE\\ODBC\\ODBC.INI\\ODBC Data Sources";
-constexpr char USAGE_COUNT_VALUE[] = "UsageCount";
+enum Probe : uint32_t {
+    PROBE_STATUS = 10,   // a Windows or installer error code
+    PROBE_MESSAGE = 20,  // its text, or what was found
+    PROBE_NO_FUNCTION = 30,
+};
+
+constexpr char DRIVER_NOT_REGISTERED[] = "ODBC_DRIVER_NOT_REGISTERED";
 
 void removeDataSource(const OdbcDriverSetup& setup, const char* name) {
     int32_t result = 0;
@@ -29,87 +35,103 @@ void removeDataSource(const OdbcDriverSetup& setup, const char* name) {
     char message[514] = {};
     constexpr WORD MESSAGE_SIZE = 513;
     SystemOdbcInstaller::SQLInstallerError(1, &code, message, MESSAGE_SIZE, nullptr);
-    trace.error(10, static_cast<int32_t>(code));
-    trace.text(20, message);
+    trace.error(PROBE_STATUS, static_cast<int32_t>(code));
+    trace.text(PROBE_MESSAGE, message);
 }
 
-// Tells whether the removals of a driver come to an end.
-class RemovalProgress {
+// Bounds the removals of a driver whose key stays: without a bound they would never end.
+class RemovalBound {
   public:
-    explicit RemovalProgress(DWORD keyCount) : keyCount_(keyCount) {}
+    explicit RemovalBound(DWORD usageCount) : lowestCount_(usageCount) {}
 
-    // Call after each removal that left the key, with the usage count that the key then holds and
-    // the last one that the installer gave; MAXDWORD stands for none. True when a long row of
-    // removals has lowered neither: the driver cannot be removed, and trying again would never end.
-    bool stalled(DWORD keyCount, DWORD installerCount) {
-        const bool inKey = lower(keyCount, keyCount_);
-        const bool atInstaller = lower(installerCount, installerCount_);
-        roundsInARow_ = inKey || atInstaller ? 0 : roundsInARow_ + 1;
-        return roundsInARow_ >= MOST_ROUNDS;
+    // Call after each removal that left the key, with the usage count that the key then holds.
+    bool reached(DWORD usageCount) {
+        constexpr unsigned MOST_ROUNDS = 10000;
+        constexpr unsigned MOST_ROUNDS_WITHOUT_PROGRESS = 100;
+        roundsWithoutProgress_ = usageCount < lowestCount_ ? 0 : roundsWithoutProgress_ + 1;
+        lowestCount_ = std::min(lowestCount_, usageCount);
+        return ++rounds_ >= MOST_ROUNDS || roundsWithoutProgress_ >= MOST_ROUNDS_WITHOUT_PROGRESS;
     }
 
   private:
-    // The first count that is known tells nothing yet.
-    static bool lower(DWORD count, DWORD& lowest) {
-        if (count >= lowest) return false;
-        return std::exchange(lowest, count) != MAXDWORD;
-    }
-
-    static constexpr unsigned MOST_ROUNDS = 100;
-    DWORD keyCount_;
-    DWORD installerCount_ = MAXDWORD;
-    unsigned roundsInARow_ = 0;
+    DWORD lowestCount_;
+    unsigned rounds_ = 0;
+    unsigned roundsWithoutProgress_ = 0;
 };
 
-// Opens the driver's key and reads its usage count; false when the driver is not registered.
-bool readUsageCount(const char* driverKey, DWORD* count) {
+// Opens the driver's key and reads its usage count, MAXDWORD when it has none. Returns the result
+// of the open.
+LSTATUS readUsageCount(const char* driverKey, DWORD* count) {
     OwnedKey key;
-    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, driverKey, 0, KEY_READ, key.receive()) != ERROR_SUCCESS) {
-        return false;
-    }
+    const LSTATUS status = RegOpenKeyExA(HKEY_LOCAL_MACHINE, driverKey, 0, KEY_READ, key.put());
     *count = MAXDWORD;
     DWORD size = sizeof *count;
-    RegQueryValueExA(key.get(), USAGE_COUNT_VALUE, nullptr, nullptr, reinterpret_cast<BYTE*>(count),
-                     &size);
-    return true;
+    if (status == ERROR_SUCCESS) {
+        RegQueryValueExA(key.get(), USAGE_COUNT_VALUE, nullptr, nullptr,
+                         reinterpret_cast<BYTE*>(count), &size);
+    }
+    return status;
 }
 
-int32_t removeOnce(const char* driverName, DWORD* usageCount, const Trace& trace) {
+int32_t removeOnce(const char* driverName, const Trace& trace) {
     constexpr char REMOVE[] = "SQLRemoveDriver";
     const auto remove = OdbcDriverSetup::findInstallerFunction<SqlRemoveDriverFunction>(REMOVE);
     if (!remove) {
-        trace.text(30, REMOVE);
+        trace.text(PROBE_NO_FUNCTION, REMOVE);
         return ODBC_SETUP_FAILED;
     }
-    if (remove(driverName, FALSE, usageCount)) return 0;
+    DWORD usageCount = 0;
+    if (remove(driverName, FALSE, &usageCount)) return 0;
     traceInstallerError(trace);
     return ODBC_SETUP_FAILED;
 }
 
-void deleteXaLibrary(const OdbcDriverSetup& setup) {
+void deleteXaLibrary(const OdbcDriverSetup& setup, const Trace& trace) {
     char path[PATH_BYTES];
+    if (!buildXaLibraryPath(setup, path)) return;
     OwnedKey key;
-    if (buildXaLibraryPath(setup, path) &&
-        RegOpenKeyExA(HKEY_LOCAL_MACHINE, XA_LIBRARIES_KEY, 0, KEY_WRITE, key.receive()) ==
-            ERROR_SUCCESS) {
-        RegDeleteValueA(key.get(), path);
+    LSTATUS status = RegOpenKeyExA(HKEY_LOCAL_MACHINE, XA_LIBRARIES_KEY, 0, KEY_WRITE, key.put());
+    if (status == ERROR_SUCCESS) status = RegDeleteValueA(key.get(), path);
+    if (status != ERROR_SUCCESS) trace.error(PROBE_STATUS, status);
+}
+
+// Returns 0 when the driver's key is gone, otherwise ODBC_SETUP_FAILED.
+int32_t removeUntilGone(const char* driverName, const char* driverKey, bool removeAll,
+                        const Trace& trace) {
+    DWORD usageCount = 0;
+    LSTATUS status = readUsageCount(driverKey, &usageCount);
+    RemovalBound bound(usageCount);
+    while (status == ERROR_SUCCESS) {
+        const int32_t result = removeOnce(driverName, trace);
+        if (!removeAll) return result;
+        status = readUsageCount(driverKey, &usageCount);
+        if (status == ERROR_SUCCESS && bound.reached(usageCount)) return ODBC_SETUP_FAILED;
     }
+    if (status == ERROR_FILE_NOT_FOUND) {
+        trace.text(PROBE_STATUS, DRIVER_NOT_REGISTERED);
+        return 0;
+    }
+    // The key is there, but cannot be opened: the next look would give the same.
+    trace.error(PROBE_STATUS, status);
+    return ODBC_SETUP_FAILED;
 }
 
 }  // namespace
 
 int32_t RemoveDataSources(const OdbcDriverSetup* setup) {
-    const int32_t result = 0;
-    const Trace trace(TRACE_REMOVE_DATA_SOURCES, &result);
+    const Trace trace(TRACE_REMOVE_DATA_SOURCES);
+    if (!setup) return 0;
     OwnedKey key;
-    if (!setup || RegOpenKeyExA(HKEY_LOCAL_MACHINE, DATA_SOURCES_KEY, 0, KEY_READ, key.receive()) !=
-                      ERROR_SUCCESS) {
-        return result;
+    const LSTATUS status =
+        RegOpenKeyExA(HKEY_LOCAL_MACHINE, DATA_SOURCES_KEY, 0, KEY_READ, key.put());
+    if (status != ERROR_SUCCESS) {
+        trace.error(PROBE_STATUS, status);
+        return 0;
     }
     EnumerationEnd end;
     // The index goes up for every entry, also for one that is then removed, and so the entry that
-    // moves into its place is not looked at. This is required: data sources that an administrator
-    // made in a row are taken away one a run.
+    // moves into its place is not looked at. This is required: of data sources that follow one
+    // another in the registry, a run removes every second one.
     for (DWORD index = 0;; ++index) {
         char name[PATH_BYTES] = "";  // both stay empty when the entry does not fit
         char driver[PATH_BYTES] = "";
@@ -117,9 +139,9 @@ int32_t RemoveDataSources(const OdbcDriverSetup* setup) {
         DWORD driverSize = 260;
         if (end.reached(RegEnumValueA(key.get(), index, name, &nameSize, nullptr, nullptr,
                                       reinterpret_cast<BYTE*>(driver), &driverSize))) {
-            return result;
+            return 0;
         }
-        if (compareFolded(driver, setup->description) == 0) removeDataSource(*setup, name);
+        if (isSameName(driver, setup->description)) removeDataSource(*setup, name);
     }
 }
 
@@ -133,26 +155,12 @@ int32_t RemoveDriver(const OdbcDriverSetup* setup, bool removeAll) {
 int32_t RemoveDriverEntries(const OdbcDriverSetup* setup, const char* driverName, bool removeAll) {
     int32_t result = 0;
     const Trace trace(TRACE_REMOVE_DRIVER_ENTRIES, &result);
-    deleteXaLibrary(*setup);
+    deleteXaLibrary(*setup, trace);
     char driverKey[PATH_BYTES];
-    if (formatText(driverKey, sizeof driverKey, "%s\\%s", ODBC_DRIVERS_KEY, driverName) !=
-        TEXT_OK) {
-        return result;  // a driver of such a name cannot have been installed
+    if (buildDriverKeyPath(driverName, driverKey)) {
+        result = removeUntilGone(driverName, driverKey, removeAll, trace);
+    } else {
+        trace.text(PROBE_STATUS, DRIVER_NOT_REGISTERED);  // such a driver cannot be installed
     }
-    DWORD keyCount = 0;
-    DWORD installerCount = MAXDWORD;
-    bool registered = readUsageCount(driverKey, &keyCount);
-    RemovalProgress progress(keyCount);
-    while (registered) {
-        result = removeOnce(driverName, &installerCount, trace);
-        if (!removeAll) return result;
-        registered = readUsageCount(driverKey, &keyCount);
-        if (registered && progress.stalled(keyCount, installerCount)) {
-            result = ODBC_SETUP_FAILED;
-            return result;
-        }
-    }
-    trace.text(10, "ODBC_DRIVER_NOT_REGISTERED");
-    result = 0;
     return result;
 }

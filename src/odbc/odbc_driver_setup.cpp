@@ -1,18 +1,20 @@
 #include "odbc/odbc_driver_setup.h"
 
-#include <cstring>
-
-#include "odbc/attribute_list.h"
 #include "odbc/odbc_installer_types.h"
+#include "odbc/odbc_keys.h"
 #include "odbc/trace.h"
 #include "services/owners.h"
-#include "services/path.h"
 #include "services/text.h"
 
 namespace {
 
-OdbcDriverSetup* instance;
+enum Probe : uint32_t {
+    PROBE_FAILED = 10,
+    PROBE_BIN_FOLDER = 20,
+};
+
 OwnedModule library;
+OwnedObject<OdbcDriverSetup> instance;
 
 }  // namespace
 
@@ -23,22 +25,19 @@ OdbcDriverSetup::OdbcDriverSetup() {
 }
 
 OdbcDriverSetup::~OdbcDriverSetup() {
-    const int32_t result = 0;
-    const Trace trace(TRACE_DESTRUCT, &result);
+    const Trace trace(TRACE_DESTRUCT);
     library.reset();
 }
 
 OdbcDriverSetup* OdbcDriverSetup::GetInstance() {
-    const int32_t result = 0;
-    const Trace trace(TRACE_GET_INSTANCE, &result);
-    if (!instance) instance = create<OdbcDriverSetup>();
-    return instance;
+    const Trace trace(TRACE_GET_INSTANCE);
+    if (!instance) instance = makeObject<OdbcDriverSetup>();
+    return instance.get();
 }
 
 void OdbcDriverSetup::DestroyInstance() {
-    const int32_t result = 0;
-    const Trace trace(TRACE_DESTROY_INSTANCE, &result);
-    dispose(std::exchange(instance, nullptr));
+    const Trace trace(TRACE_DESTROY_INSTANCE);
+    instance.reset();
 }
 
 HMODULE OdbcDriverSetup::installerLibrary() {
@@ -46,49 +45,26 @@ HMODULE OdbcDriverSetup::installerLibrary() {
 }
 
 void PrepareDriver(OdbcDriverSetup* setup, const char* installDirectory, const char*) {
-    const int32_t result = 0;
-    const Trace trace(TRACE_PREPARE_DRIVER, &result);
+    const Trace trace(TRACE_PREPARE_DRIVER);
     if (!setup) return;
     if (!installDirectory || !*installDirectory) {
         setup->failed = 1;
-        trace.error(10, setup->failed);
+        trace.error(PROBE_FAILED, setup->failed);
         return;
     }
     copyText(setup->installDir, installDirectory);
-    char* last = findLastBackslash(setup->installDir);
-    if (last && last[1] == '\0') *last = '\0';
+    cutTrailingBackslash(setup->installDir);
     copyText(setup->binDir, setup->installDir);
     appendText(setup->binDir, "\\BIN");
-    trace.text(20, setup->binDir);
+    trace.text(PROBE_BIN_FOLDER, setup->binDir);
     formatDescription(installDirectory, setup->description);
     formatAttributes(setup->description, setup->attributes);
 }
 
-bool buildDriverKeyPath(const OdbcDriverSetup& setup, char (&path)[PATH_BYTES]) {
-    return formatText(path, sizeof path, "%s\\%s", ODBC_DRIVERS_KEY, setup.description) == TEXT_OK;
+bool buildDriverKeyPath(const char* driverName, char (&path)[PATH_BYTES]) {
+    return formatText(path, sizeof path, "%s\\%s", ODBC_DRIVERS_KEY, driverName) == TEXT_OK;
 }
 
 bool buildXaLibraryPath(const OdbcDriverSetup& setup, char (&path)[PATH_BYTES]) {
     return formatText(path, sizeof path, "%s\\ZELKAPP.DLL", setup.binDir) == TEXT_OK;
-}
-
-void traceInstallerError(const Trace& trace) {
-    constexpr WORD RECORDS = 8;
-    constexpr char INSTALLER_ERROR[] = "SQLInstallerError";
-    const auto installerError =
-        OdbcDriverSetup::findInstallerFunction<SqlInstallerErrorFunction>(INSTALLER_ERROR);
-    if (!installerError) {
-        trace.text(70, INSTALLER_ERROR);
-        return;
-    }
-    for (WORD record = 1; record <= RECORDS; ++record) {
-        DWORD code = 0;
-        char message[260] = "";
-        WORD length = 0;
-        if (installerError(record, &code, message, sizeof message, &length) != SQL_SUCCESS)
-            continue;
-        trace.error(80, static_cast<int32_t>(code));
-        trace.text(90, message);
-        return;
-    }
 }

@@ -1,8 +1,11 @@
-// The functions of the Windows ODBC installer library that are called, in their 8-bit forms.
+// The Windows ODBC installer library and those of its functions that are called, in their 8-bit
+// forms.
 // Windows documentation: "ODBC Installer DLL Function Reference".
 #pragma once
 
 #include <windows.h>
+
+constexpr char ODBC_INSTALLER_LIBRARY[] = "odbccp32.dll";
 
 using SqlInstallDriverExFunction = BOOL WINAPI(LPCSTR driver, LPCSTR pathIn, LPSTR pathOut,
                                                WORD pathOutSize, WORD* pathOutLength, WORD request,

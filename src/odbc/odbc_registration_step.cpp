@@ -4,16 +4,18 @@
 #include "odbc/driver_removal.h"
 #include "odbc/odbc_driver_setup.h"
 #include "run/messages.h"
+#include "run/once.h"
 #include "run/run_settings.h"
 #include "services/path.h"
+#include "services/registry.h"
 #include "services/text.h"
 
 namespace {
 
-int removalsBeforeInstalling;  // at most one in a process
+Once removalFirst;
 
 void prepare(const char* installDirectory) {
-    char driverName[2048];
+    char driverName[REGISTRY_TEXT_BYTES];
     formatText(driverName, sizeof driverName, "%s%s", "ORVANE ZELK ODBC DRIVER - ", copyName);
     char folder[PATH_BYTES] = {};
     copyText(folder, installDirectory);
@@ -31,10 +33,9 @@ int report(int32_t result, unsigned failed, unsigned succeeded) {
 }
 
 int install(const char* installDirectory, bool makeDefault) {
-    if (replaceExisting && removalsBeforeInstalling == 0) {
-        removalsBeforeInstalling = 1;
+    if (replaceExisting && removalFirst.first()) {
         OdbcRegistrationStep(1, installDirectory, makeDefault);
-        prepare(installDirectory);  // that step ended with the object that had been prepared
+        prepare(installDirectory);  // that call ended the object that had been prepared
     }
     return report(InstallDriver(OdbcDriverSetup::GetInstance()), MSG_ODBC_INSTALL_FAILED,
                   MSG_ODBC_INSTALLED);

@@ -1,6 +1,5 @@
 #include "odbc/system_odbc_installer.h"
 
-#include "odbc/odbc_driver_setup.h"
 #include "odbc/odbc_installer_types.h"
 #include "services/message_format.h"
 #include "services/path.h"
@@ -8,8 +7,8 @@
 
 namespace {
 
-// Texts of the boxes, in the program's own string table. It has none so far, and the boxes are
-// then without those texts.
+// Texts of the boxes, in the program's own string table. It has none, and the boxes are without
+// those texts.
 constexpr UINT BOX_CAPTION = 10241;
 constexpr UINT BOX_NO_LIBRARY = 10242;
 constexpr UINT BOX_NO_FUNCTION = 10243;
@@ -32,7 +31,7 @@ void showBox(const char* text) {
 void readModulePath(HMODULE module, char (&path)[PATH_BYTES]) {
     path[0] = '\0';
     GetModuleFileNameA(module, path, PATH_BYTES);
-    path[PATH_BYTES - 1] = '\0';  // a path that was cut comes without its end
+    path[PATH_BYTES - 1] = '\0';  // a path that was cut has no terminating zero
 }
 
 void showMissingFunction(const char* name) {
@@ -42,8 +41,8 @@ void showMissingFunction(const char* name) {
     readModulePath(nullptr, programPath);
     char unused[TEXT_BYTES];
     loadOwnText(BOX_NO_FUNCTION, unused);
-    // The program's own path is the format, and the loaded text is not: support staff know this box
-    // by the path that it shows. A per cent sign in the path does no harm.
+    // The program's own path is the format, and the loaded text is not: this is required. A per
+    // cent sign in the path does no harm.
     const char* arguments[] = {name, libraryPath};
     char text[3 * PATH_BYTES];
     formatMessage(text, sizeof text, programPath, arguments, 2);

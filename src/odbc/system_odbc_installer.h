@@ -7,7 +7,8 @@
 
 namespace SystemOdbcInstaller {
 
-// As the library's own functions; FALSE, respectively SQL_ERROR (-1), when they cannot be found.
+// As the library's own functions. When they cannot be found, the first returns FALSE and the second
+// SQL_ERROR (-1).
 BOOL SQLConfigDataSource(HWND parent, WORD request, LPCSTR driver, LPCSTR attributes);
 SHORT SQLInstallerError(WORD record, DWORD* errorCode, LPSTR message, WORD messageSize,
                         WORD* messageLength);

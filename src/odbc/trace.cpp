@@ -8,7 +8,7 @@
 
 namespace {
 
-// The library's functions, as its control tool's documentation names them. All are cdecl.
+// The library's functions. All are cdecl.
 using Entry = void(uint32_t thread, uint32_t, uint32_t function, uint32_t, uint32_t);
 using Exit = void(uint32_t thread, uint32_t, uint32_t function, const int32_t* result, uint32_t,
                   uint32_t);
@@ -23,7 +23,7 @@ constexpr uint32_t KIND_TEXT = 3;
 constexpr size_t CONTROL_SWITCH = 3;  // the word of the control block that turns tracing on
 
 struct Library {
-    const uint32_t* const* controlBlock;  // where g_pGTCB lies
+    const uint32_t* const* controlBlock;  // the address of g_pGTCB
     ThreadId* threadId;
     Entry* entry;
     Exit* exit;
@@ -32,7 +32,7 @@ struct Library {
 };
 
 Library loadLibrary() {
-    const HMODULE module = LoadLibraryA("ZELKOSSE.dll");  // kept to the end of the process
+    const HMODULE module = loadTrustedLibrary("ZELKOSSE.dll");  // kept to the end of the process
     if (!module) return {};
     Library library = {};
     library.controlBlock =
@@ -56,10 +56,11 @@ const Library* activeLibrary() {
     return block && block[CONTROL_SWITCH] != 0 ? &library : nullptr;
 }
 
-void traceText(uint32_t function, uint32_t probe, const char* value) {
+void traceText(uint32_t function, uint32_t probe, const char* value, size_t size) {
     const Library* library = activeLibrary();
     if (!library) return;
-    library->var(library->threadId(), 0, function, probe, KIND_TEXT, 1, 0, strlen(value), value);
+    library->var(library->threadId(), 0, function, probe, KIND_TEXT, 1, 0, strnlen(value, size),
+                 value);
 }
 
 void traceError(uint32_t function, uint32_t probe, int32_t value) {
@@ -68,9 +69,12 @@ void traceError(uint32_t function, uint32_t probe, int32_t value) {
     library->errorVar(library->threadId(), 0, function, probe, 4, 0, 0, 1, 0, sizeof value, &value);
 }
 
+constexpr int32_t NO_RESULT = 0;
+
 }  // namespace
 
-Trace::Trace(TraceFunction function, const int32_t* result) : function_(function), result_(result) {
+Trace::Trace(TraceFunction function, const int32_t* result)
+    : function_(function), result_(result ? result : &NO_RESULT) {
     const Library* library = activeLibrary();
     if (library) library->entry(library->threadId(), 0, function_, 0, ENTRY_LEVEL);
 }
@@ -80,8 +84,8 @@ Trace::~Trace() {
     if (library) library->exit(library->threadId(), 0, function_, result_, 0, 0);
 }
 
-void Trace::text(uint32_t probe, const char* value) const {
-    traceText(function_, probe, value);
+void Trace::text(uint32_t probe, const char* value, size_t size) const {
+    traceText(function_, probe, value, size);
 }
 
 void Trace::error(uint32_t probe, int32_t value) const {
@@ -92,7 +96,9 @@ bool Trace::isOn() {
     return activeLibrary() != nullptr;
 }
 
-void traceThreadFailure(uint32_t component, const char* function, int32_t error) {
-    traceText(component, 10, function);
-    traceError(component, 20, error);
+void traceThreadFailure(int error) {
+    constexpr uint32_t COMPONENT = 67108865;
+    constexpr char FUNCTION[] = "ureCreateThread";
+    traceText(COMPONENT, 10, FUNCTION, sizeof FUNCTION);
+    traceError(COMPONENT, 20, error);
 }

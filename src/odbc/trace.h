@@ -1,12 +1,12 @@
-// Calls of the maker's trace library, "ZELKOSSE.dll". It is loaded when the first traced function
-// runs; where it is absent, or its tracing is off, the calls do nothing. Tracing never changes a
-// result.
+// Calls of the package's trace library, "ZELKOSSE.dll". It is loaded, from the program's folder or
+// the Windows system directory, when the first traced function runs; where it is absent, or its
+// tracing is off, the calls do nothing. Tracing never changes a result.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
-// The identifiers by which the maker's trace tools know the functions.
+// The identifiers of the functions in a trace.
 enum TraceFunction : uint32_t {
     TRACE_CONSTRUCT = 0x1D90001C,
     TRACE_GET_INSTANCE = 0x1D90001D,
@@ -22,21 +22,26 @@ enum TraceFunction : uint32_t {
     TRACE_REMOVE_DATA_SOURCE = 0x1D900029,
 };
 
-// Traces one call of a function: its entry where the object is made, and its exit, with what
-// *result then holds, where the object ends.
+// Traces one call of a function: its entry where the object is created, and its exit, with the
+// value that *result then has, where the object ends.
 class Trace {
   public:
-    Trace(TraceFunction function, const int32_t* result);
+    // Without result the exit value is 0.
+    explicit Trace(TraceFunction function, const int32_t* result = nullptr);
     Trace(const Trace&) = delete;
     Trace& operator=(const Trace&) = delete;
     ~Trace();
 
-    // A text, and an error value, at a probe point: a small multiple of ten that tells the calls of
-    // one function apart.
-    void text(uint32_t probe, const char* value) const;
+    // Trace an error value, and a text of at most size bytes, at a probe point: a small multiple of
+    // ten that distinguishes the calls of one function.
     void error(uint32_t probe, int32_t value) const;
+    void text(uint32_t probe, const char* value, size_t size) const;
+    template <size_t N>
+    void text(uint32_t probe, const char (&value)[N]) const {
+        text(probe, value, N);
+    }
 
-    // True when what is traced goes anywhere.
+    // True when tracing is on.
     static bool isOn();
 
   private:
@@ -44,5 +49,5 @@ class Trace {
     const int32_t* result_;
 };
 
-// For services/thread.h: traces a thread that could not be started.
-void traceThreadFailure(uint32_t component, const char* function, int32_t error);
+// A hook for services/thread.h: traces a thread that could not be started.
+void traceThreadFailure(int error);

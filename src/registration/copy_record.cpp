@@ -2,13 +2,11 @@
 
 #include <windows.h>
 
-#include <cstring>
-
+#include "registration/copy_name_registry.h"
 #include "registration/installed_copies_keys.h"
 #include "run/messages.h"
 #include "services/guid.h"
 #include "services/owners.h"
-#include "services/registry.h"
 #include "services/text.h"
 
 namespace {
@@ -33,34 +31,28 @@ struct TextValue {
     DWORD size;  // bytes
 };
 
-// Version 10, release 1, modification 2, fix level 238. The sizes are the ones that readers of the
-// record know: "10" and "YES" without a terminating zero, and ten bytes each for the modification
-// and the fix level, of which the text up to the first zero counts. Each is cut from a longer
-// literal, because RegSetValueExA looks at the byte behind the data: a zero there is stored as a
-// terminator, any other byte is not.
+// Version 10, release 1, modification 2, fix level 238. The sizes are fixed: "10" and "YES" are
+// stored without a terminating zero, and the modification and the fix level take ten bytes each,
+// of which the text up to the first zero counts.
 constexpr TextValue VERSION_VALUES[] = {
     {"Version", "10", 2},
     {"Release", "1", 2},
-    {"Modification", "2\0\0\0Fix Level", 10},
-    {"Fix Level", "238\0Description", 10},
+    {"Modification", "2\0\0\0Fix Le", 10},
+    {"Fix Level", "238\0Descri", 10},
     {"Description", "Orvane Pellimar Package", sizeof "Orvane Pellimar Package"},
 };
-
-uint32_t setText(ZELKiRegistry& key, const char* name, const char* text) {
-    return key.SetValue(name, text, static_cast<DWORD>(strlen(text) + 1), REG_SZ);
-}
+constexpr DWORD YES_BYTES = 3;
 
 uint32_t createSubkey(ZELKiCopyNameRegistry& key, const char* subkey, const char* name) {
-    char path[2048];
+    char path[REGISTRY_TEXT_BYTES];
     formatText(path, sizeof path, "%s%s", COPY_KEY, subkey);
     return key.Create(HKEY_LOCAL_MACHINE, path, name, REGISTRY_WRITE, REG_OPTION_NON_VOLATILE);
 }
 
 void writePath(ZELKiCopyNameRegistry& key, const char* installDirectory, const char* name) {
-    // A failure is not reported here: the keys below this one make it or fail themselves.
+    // A failure is not reported here: the keys below create this one too, or report their own.
     if (createSubkey(key, "", name) != 0) return;
-    constexpr DWORD YES_BYTES = 3;  // without a terminator, see VERSION_VALUES
-    setText(key, PATH_VALUE, installDirectory);
+    writeRegistryText(key.GetHandle(), PATH_VALUE, installDirectory);
     key.SetValue(CLIENT_ONLY_VALUE, "YES", YES_BYTES, REG_SZ);
     key.SetValue(REMOTE_COPY_VALUE, REMOTE_COPY_DATA, YES_BYTES, REG_SZ);
     key.Close();
@@ -84,20 +76,18 @@ uint32_t writeOleDbIdentifiers(ZELKiCopyNameRegistry& key, const char* name) {
         return result;
     }
     for (const char* valueName : OLEDB_VALUES) {
-        char guid[1024] = "";
-        if (makeGuidText(guid, sizeof guid)) result = setText(key, valueName, guid);
+        char guid[GUID_TEXT_BYTES] = "";
+        if (makeGuidText(guid)) result = key.SetValue(valueName, guid, GUID_TEXT_BYTES, REG_SZ);
     }
     key.Close();
     return result;
 }
 
 uint32_t nameDefaultCopy(const char* name) {
-    // The create is not tested: the write fails where it did.
+    // The create is not tested: without the key the write fails.
     OwnedKey key;
-    RegCreateKeyA(HKEY_LOCAL_MACHINE, INSTALLED_COPIES_KEY, key.receive());
-    return static_cast<uint32_t>(RegSetValueExA(key.get(), DEFAULT_COPY_VALUE, 0, REG_SZ,
-                                                reinterpret_cast<const BYTE*>(name),
-                                                static_cast<DWORD>(strlen(name) + 1)));
+    RegCreateKeyA(HKEY_LOCAL_MACHINE, INSTALLED_COPIES_KEY, key.put());
+    return static_cast<uint32_t>(writeRegistryText(key.get(), DEFAULT_COPY_VALUE, name));
 }
 
 uint32_t registerCopy(const char* installDirectory, const char* name, bool makeDefault) {

@@ -14,7 +14,7 @@ int runSwitchTool() {
     char command[PATH_BYTES];
     if (formatText(command, sizeof command, "\"%sbin\\zelkswtch.exe\" -client -d %s", installDir,
                    copyName) != TEXT_OK) {
-        return ERROR_FILENAME_EXCED_RANGE;  // a cut command would name another copy
+        return ERROR_FILENAME_EXCED_RANGE;  // a cut command names another copy
     }
     ProcessRunner runner(command, false, false, false);
     return runner.run(true, false);

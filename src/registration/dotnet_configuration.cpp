@@ -2,11 +2,12 @@
 
 #include <windows.h>
 
+#include "registration/copy_name_registry.h"
 #include "run/messages.h"
+#include "run/once.h"
 #include "run/run_settings.h"
 #include "services/path.h"
 #include "services/process_runner.h"
-#include "services/registry.h"
 #include "services/temporary_file.h"
 #include "services/text.h"
 
@@ -14,23 +15,23 @@ namespace {
 
 constexpr char DOTNET_KEY[] = "SOFTWARE\\Microsoft\\.NETFramework";
 constexpr size_t ROOT_BYTES = 256;
+constexpr size_t COMMAND_BYTES = 2568;
 constexpr char TEMPORARY_PREFIX[] = "ZELKRC";
 
-int unregistrationsBeforeRegistering;  // at most one in a process
+Once unregistrationFirst;
 
 bool copyTool(const char* installDirectory, const char* temporaryName) {
     char copy[PATH_BYTES];
     char tool[PATH_BYTES];
     return formatText(copy, sizeof copy, "%s.exe", temporaryName) == TEXT_OK &&
            formatText(tool, sizeof tool, "%s\\bin\\zelknmpcfg.exe", installDirectory) == TEXT_OK &&
-           CopyFileA(tool, copy, FALSE);
+           copyWithoutLinks(tool, copy);
 }
 
-// Runs the command and prints what came of it. The command names the temporary file itself, not
-// the ".exe" copy beside it. That is required: the command line is part of the package's interface
-// to its tool and stays as released.
+// Runs the command and prints the result. The command names the temporary file itself, which is
+// empty, and not the ".exe" copy beside it: this is required.
 int runTool(int mode, const char* installDirectory, const char* temporaryName) {
-    char command[2568] = "";
+    char command[COMMAND_BYTES] = "";
     formatText(command, sizeof command,
                "\"%s\" %s -level 10.1.2 -zelkpath \"%s\" -logfile zelknmpcfg.log", temporaryName,
                mode == 0 ? "-register" : "-unregister", installDirectory);
@@ -65,22 +66,24 @@ bool findDotNetFrameworkRoot(char* out) {
 }
 
 int runDotNetConfigurationTool(int mode, const char* installDirectory, bool makeDefault) {
-    char temporaryName[PATH_BYTES] = "";
-    if (makeTempFileName(TEMPORARY_PREFIX, temporaryName) != 0 || temporaryName[0] == '\0') {
+    char folder[PATH_BYTES];
+    copyText(folder, installDirectory);
+    cutTrailingBackslash(folder);
+    HeldTemporaryFile file;
+    if (!file.make(TEMPORARY_PREFIX)) {
         say(MSG_DOTNET_NO_TEMPORARY_NAME);
         return DOTNET_NO_TEMPORARY_NAME;
     }
-    if (!copyTool(installDirectory, temporaryName)) {
+    if (!copyTool(folder, file.path())) {
         say(MSG_DOTNET_NOT_COPIED);
         return DOTNET_TOOL_NOT_COPIED;
     }
-    if (mode == 0 && replaceExisting && unregistrationsBeforeRegistering == 0) {
-        ++unregistrationsBeforeRegistering;
-        runDotNetConfigurationTool(1, installDirectory, makeDefault);
+    if (mode == 0 && replaceExisting && unregistrationFirst.first()) {
+        runDotNetConfigurationTool(1, folder, makeDefault);
     }
-    const int result = runTool(mode, installDirectory, temporaryName);
+    const int result = runTool(mode, folder, file.path());
     // The ".exe" copy stays in the temporary folder, deliberately: the tool may go on working
     // after the process that was waited for has ended.
-    DeleteFileA(temporaryName);
+    file.remove();
     return result;
 }

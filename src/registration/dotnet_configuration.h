@@ -11,6 +11,6 @@ constexpr int DOTNET_TOOL_NOT_COPIED = -114;
 bool findDotNetFrameworkRoot(char* out);
 
 // mode 0 registers, with replaceExisting (-r) after unregistering once per process; mode 1
-// unregisters. installDirectory has no trailing backslash; makeDefault has no effect. Prints its
+// unregisters. installDirectory may end in a backslash; makeDefault has no effect. Prints its
 // result. Returns 0 or one of the codes above; the tool's own exit code is not read.
 int runDotNetConfigurationTool(int mode, const char* installDirectory, bool makeDefault);

@@ -3,29 +3,31 @@
 #include <windows.h>
 
 #include "run/messages.h"
+#include "run/once.h"
 #include "run/run_settings.h"
+#include "services/path.h"
 #include "services/process_runner.h"
 #include "services/text.h"
 
 namespace {
 
-constexpr size_t COMMAND_BYTES = 261;
 constexpr int OLEDB_FAILURE = -103;  // what the failure messages show
 
-int unregistrationsBeforeRegistering;  // at most one in a process
+Once unregistrationFirst;
 
 int runRegsvr32(int mode, const char* installDirectory) {
-    char command[COMMAND_BYTES] = "";
-    int32_t fits = TEXT_OK;
+    char command[PATH_BYTES] = "";
+    int32_t formatted = TEXT_OK;
     if (mode == 0) {
-        fits = formatText(command, sizeof command, "regsvr32 /s \"%sbin\\orvanedazelk.dll\"",
-                          installDirectory);
+        formatted = formatText(command, sizeof command, "regsvr32 /s \"%sbin\\orvanedazelk.dll\"",
+                               installDirectory);
     } else if (mode == 1) {
-        fits = formatText(command, sizeof command, "regsvr32 /s /u \"%sbin\\orvanedazelk.dll\"",
-                          installDirectory);
+        formatted = formatText(command, sizeof command,
+                               "regsvr32 /s /u \"%sbin\\orvanedazelk.dll\"", installDirectory);
     }
     sayVerbose(MSG_OLEDB_COMMAND, command);
-    if (fits != TEXT_OK) return ERROR_FILENAME_EXCED_RANGE;  // a cut path is another library's
+    if (formatted != TEXT_OK)
+        return ERROR_FILENAME_EXCED_RANGE;  // a cut path names another library
     ProcessRunner runner(command, false, false, false);
     return runner.run(true, false);
 }
@@ -33,8 +35,7 @@ int runRegsvr32(int mode, const char* installDirectory) {
 }  // namespace
 
 int registerOleDbProvider(int mode, const char* installDirectory, bool passThrough) {
-    if (mode == 0 && replaceExisting && unregistrationsBeforeRegistering == 0) {
-        ++unregistrationsBeforeRegistering;
+    if (mode == 0 && replaceExisting && unregistrationFirst.first()) {
         registerOleDbProvider(1, installDirectory, passThrough);
     }
     const int result = runRegsvr32(mode, installDirectory);

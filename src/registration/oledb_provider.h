@@ -3,5 +3,5 @@
 
 // mode 0 registers the provider, with replaceExisting (-r) after unregistering it once per process;
 // mode 1 unregisters it. passThrough has no effect. Prints its result. Returns 0 when regsvr32
-// could be run, whatever it came to: its exit code is not read.
+// could be called; its exit code is not read.
 int registerOleDbProvider(int mode, const char* installDirectory, bool passThrough);

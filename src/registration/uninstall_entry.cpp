@@ -2,8 +2,6 @@
 
 #include <windows.h>
 
-#include <cstring>
-
 #include "run/messages.h"
 #include "run/run_settings.h"
 #include "services/owners.h"
@@ -16,21 +14,16 @@ constexpr char UNINSTALL_KEY[] = "Software\\Microsoft\\Windows\\CurrentVersion\\
 constexpr char DISPLAY_NAME_VALUE[] = "DisplayName";
 constexpr char UNINSTALL_STRING_VALUE[] = "UninstallString";
 
-LSTATUS setText(HKEY key, const char* name, const char* text) {
-    return RegSetValueExA(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text),
-                          static_cast<DWORD>(strlen(text) + 1));
-}
-
 // True when the entry is there afterwards.
 bool addEntry(const char* keyPath, const char* uninstallString) {
     ZELKiRegistry probe;
     if (probe.TryOpen(HKEY_LOCAL_MACHINE, keyPath, REGISTRY_READ)) return true;
     OwnedKey key;
-    RegCreateKeyA(HKEY_LOCAL_MACHINE, keyPath, key.receive());
-    setText(key.get(), DISPLAY_NAME_VALUE, displayName);
-    // The one result that counts: without this value the entry is of no use, and where the key
-    // could not be made this fails as well.
-    return setText(key.get(), UNINSTALL_STRING_VALUE, uninstallString) == ERROR_SUCCESS;
+    RegCreateKeyA(HKEY_LOCAL_MACHINE, keyPath, key.put());
+    writeRegistryText(key.get(), DISPLAY_NAME_VALUE, displayName);
+    // The only result that counts: without this value the entry is useless, and without the key
+    // this fails as well.
+    return writeRegistryText(key.get(), UNINSTALL_STRING_VALUE, uninstallString) == ERROR_SUCCESS;
 }
 
 // True when the entry is gone afterwards.
@@ -43,11 +36,11 @@ bool removeEntry(const char* keyPath) {
 }  // namespace
 
 void writeUninstallEntry(int mode, const char* installDirectory, const char* name) {
-    char keyPath[2048];
+    char keyPath[REGISTRY_TEXT_BYTES];
     formatText(keyPath, sizeof keyPath, "%s%s", UNINSTALL_KEY, name);
-    // The path of the tool is not quoted. Windows finds it all the same, and other tools of the
-    // package compare the text as it stands.
-    char uninstallString[2048];
+    // The path of the tool is not quoted, also where it holds blanks. This is required; Windows
+    // finds the program by trying the path up to each blank.
+    char uninstallString[REGISTRY_TEXT_BYTES];
     formatText(uninstallString, sizeof uninstallString, "%sbin\\zelkpmreg.exe -u -p -c %s",
                installDirectory, name);
     sayVerbose(MSG_UNINSTALL_KEY, keyPath);

@@ -1,8 +1,8 @@
-// How a run ends. The numbers never change: deployment systems know them.
+// How a run ends. The numbers never change, because deployment systems depend on them.
 #pragma once
 
 enum ExitCode {
-    EXIT_DONE = 0,  // the steps were run, whatever they came to, or the usage text was shown
+    EXIT_DONE = 0,  // the steps were run, whatever their results, or the usage text was shown
     EXIT_COPY_EXISTS = -101,
     EXIT_COPY_UNKNOWN = -102,
     EXIT_IS_DEFAULT_COPY = -104,

@@ -5,7 +5,7 @@
 #include <cstdint>
 
 constexpr size_t LANGUAGE_TEXT_BYTES = 6;    // every text of the table, with its zero
-constexpr char FALLBACK_LOCALE[] = "en_US";  // its library is always installed
+constexpr char FALLBACK_LOCALE[] = "en_US";  // for a language without a library
 constexpr char FALLBACK_LANGUAGE[] = "en";
 
 // The columns of the table, as lookupSystemLanguage counts them.

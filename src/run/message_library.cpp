@@ -2,18 +2,15 @@
 
 #include <windows.h>
 
-#include <cstdlib>
-
 #include "run/messages.h"
-#include "run/refusal.h"
 #include "run/run_settings.h"
 #include "services/file_system.h"
 #include "services/text.h"
 
 char systemLocale[LANGUAGE_TEXT_BYTES];
 char currentLocale[LANGUAGE_TEXT_BYTES];
-char messageDir[522];
-char messageLibraryPath[522];
+char messageDir[LIBRARY_PATH_BYTES];
+char messageLibraryPath[LIBRARY_PATH_BYTES];
 
 namespace {
 
@@ -36,7 +33,7 @@ void buildLibraryPath() {
 
 }  // namespace
 
-void loadMessageLibrary() {
+ExitCode loadMessageLibrary() {
     chooseLocale();
     buildLibraryPath();
     if (!fileExists(messageLibraryPath)) {
@@ -50,15 +47,16 @@ void loadMessageLibrary() {
     messageModule = LoadLibraryA(messageLibraryPath);
     if (!messageModule) {
         sayLiteral("Could not load the message dll %s\n", messageLibraryPath);
-        endWithError(EXIT_NO_MESSAGE_LIBRARY);
+        return EXIT_NO_MESSAGE_LIBRARY;
     }
+    // The line above announces this; a library without the text still serves, by its numbers.
     char probe[PROBE_BYTES];
     LoadStringA(messageModule, MSG_PROBE, probe, PROBE_BYTES);
+    return EXIT_DONE;
 }
 
-void showUsageAndExit() {
-    static char usage[USAGE_BYTES];
+void showUsage() {
+    char usage[USAGE_BYTES] = "";
     LoadStringA(messageModule, MSG_USAGE, usage, USAGE_BYTES);
     printToConsole(usage);
-    exit(EXIT_DONE);  // which closes the log
 }

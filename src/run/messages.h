@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "msg/message_ids.h"  // IWYU pragma: export
+#include "run/exit_codes.h"
 
 // The message library; null until it is loaded, then kept to the end of the process.
 extern HMODULE messageModule;
@@ -14,8 +15,8 @@ extern HMODULE messageModule;
 // Prints one line.
 // log: may be null, then the line goes to the console only. id: of a text in module, which holds at
 // most 255 bytes and gets a line end; a text that module lacks is replaced by its number and the
-// arguments. literalFormat: used instead, as it stands, when literal is set. arg1, arg2: what the
-// text's %s conversions stand for; may be null. verboseOnly: drops the line unless verbose is set.
+// arguments. literalFormat: used instead, as it stands, when literal is set. arg1, arg2: the values
+// of the text's %s conversions; may be null. verboseOnly: drops the line unless verbose is set.
 // With silent set nothing goes to the console.
 // The console shows the finished line formatted a second time, as a format with no arguments: a
 // per cent sign that came with an argument is interpreted there, while the log keeps it.
@@ -27,6 +28,9 @@ void say(unsigned id, const char* arg1 = nullptr, const char* arg2 = nullptr);
 void sayVerbose(unsigned id, const char* arg1 = nullptr, const char* arg2 = nullptr);
 void sayLiteral(const char* format, const char* arg1 = nullptr, const char* arg2 = nullptr);
 void sayVerboseLiteral(const char* format, const char* arg1 = nullptr);
+
+// What a check calls that refuses the run: prints the message and returns the code.
+ExitCode refuse(ExitCode code, unsigned id, const char* argument = nullptr);
 
 // The plain console print: text as it stands, whatever the settings say, and not to the log. On a
 // console the text is shown as written, whatever the console's code page; into a file or a pipe it

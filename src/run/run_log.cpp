@@ -2,12 +2,14 @@
 
 #include <windows.h>
 
+#include <cstring>
+#include <ctime>
+
 #include "run/messages.h"
-#include "run/refusal.h"
 #include "run/run_settings.h"
+#include "services/documents_folder.h"
 #include "services/file_system.h"
 #include "services/log_file.h"
-#include "services/path.h"
 #include "services/text.h"
 
 namespace {
@@ -22,23 +24,44 @@ void makeFolderOf(const char* path) {
 
 }  // namespace
 
-void openRunLog(const CommandLine& line, char (&path)[PATH_BYTES]) {
+bool buildDefaultLogPath(const char* prefix, char* out, size_t outSize) {
+    char folder[PATH_BYTES] = "";
+    if (!findDocumentsFolder(folder)) return false;
+    char path[PATH_BYTES] = "";
+    const DWORD length = GetShortPathNameA(folder, path, sizeof path);
+    if (length == 0 || length >= sizeof path) return false;
+
+    // The character of the long form at the length of the short form decides, on purpose. Where the
+    // forms differ in length a backslash may be doubled, which Windows accepts, or left out.
+    const char* separator = isBackslashAt(folder, length - 1) ? "" : "\\";
+
+    char stamp[PATH_BYTES] = "";
+    const __time64_t now = _time64(nullptr);
+    if (const tm* local = _localtime64(&now)) formatLogTime(*local, stamp, sizeof stamp);
+    char whole[2 * PATH_BYTES];
+    formatText(whole, sizeof whole, "%s%sZELKLOG\\%s-%s.log", path, separator,
+               prefix ? prefix : "ZELK", stamp);
+    if (strlen(whole) >= outSize) return false;  // a cut path would be another file
+    return copyText(out, outSize, whole) == TEXT_OK;
+}
+
+ExitCode openRunLog(const char* givenPath, char (&path)[PATH_BYTES]) {
     path[0] = '\0';
-    if (line.logPathGiven) {
-        copyText(path, line.logPath);
+    if (givenPath) {
+        copyText(path, givenPath);
     } else {
-        // Where no default place can be told the path stays empty, and the open fails.
+        // Without a default place the path stays empty, and the open fails.
         buildDefaultLogPath("quenlet", path, sizeof path);
     }
     makeFolderOf(path);
-    logFile = openLog(path);
-    if (logFile) return;
+    logFile = givenPath ? openLog(path) : openLogWithoutLinks(path);
+    if (logFile) return EXIT_DONE;
 
     const Decimal error(static_cast<long>(GetLastError()));
     char text[64];
     formatText(text, sizeof text, "Could not open log file. error: %s", error.text);
-    printToConsole(text);  // even with -s: there is no other place left to say it
-    endWithError(EXIT_NO_LOG_FILE);
+    printToConsole(text);  // also with -s: there is no other place for it
+    return EXIT_NO_LOG_FILE;
 }
 
 void closeRunLog() {

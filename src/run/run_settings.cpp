@@ -9,7 +9,7 @@ bool replaceExisting;
 bool silent;
 bool verbose;
 bool pauseBeforeExit;
-char languageCode[2048];
+char languageCode[LANGUAGE_CODE_BYTES];
 char installDir[PATH_BYTES];
 char displayName[160];
 FILE* logFile;

@@ -3,14 +3,14 @@
 #include <cstdlib>
 #include <cstring>
 
-Capture::Capture(OwnedText& text) : text_(text) {
+Capture::Capture(OwnedBuffer& text) : text_(text) {
     constexpr size_t FIRST_BYTES = 1024;
     text_.reset(static_cast<char*>(calloc(FIRST_BYTES, 1)));
     capacity_ = text_ ? FIRST_BYTES : 0;
 }
 
 void Capture::append(const char* bytes, size_t count) {
-    // One doubling is enough for any read that is smaller than the first buffer.
+    // One doubling is enough: no read is as long as the first buffer.
     if (used_ + count >= capacity_ && !full_) full_ = !grow();
     if (full_) return;
     memcpy(text_.get() + used_, bytes, count);

@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "services/owners.h"
+#include "services/memory.h"
 
 // The growing text of a stream, always terminated.
 class Capture {
@@ -10,17 +10,16 @@ class Capture {
     static constexpr size_t MOST_BYTES = 16U << 20;
 
     // The text is stored in text, which must outlive this object.
-    explicit Capture(OwnedText& text);
+    explicit Capture(OwnedBuffer& text);
 
-    // Appends bytes. What comes after MOST_BYTES, or after the memory's end, is left out: nobody
-    // needs the text badly enough to fail for it.
+    // Appends at most 512 bytes. Excess over MOST_BYTES, or over the available memory, is dropped.
     void append(const char* bytes, size_t count);
 
   private:
     bool grow();
 
-    OwnedText& text_;
+    OwnedBuffer& text_;
     size_t capacity_ = 0;
-    size_t used_ = 0;  // less than capacity_, so that the terminating zero has its place
+    size_t used_ = 0;  // less than capacity_, which leaves room for the terminating zero
     bool full_ = false;
 };

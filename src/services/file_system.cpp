@@ -15,7 +15,7 @@ namespace {
 
 bool hasMode(const char* path, unsigned bit) {
     if (*path == '"') ++path;
-    const OwnedText copy(static_cast<char*>(malloc(strlen(path) + 1)));
+    const OwnedBuffer copy(static_cast<char*>(malloc(strlen(path) + 1)));
     if (!copy) return false;
     copyText(copy.get(), strlen(path) + 1, path);
     char* last = copy.get() + strlen(copy.get());

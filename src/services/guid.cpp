@@ -4,10 +4,9 @@
 
 #include <objbase.h>
 
-#include <cstring>
+#include <cstdlib>
 
 #include "services/system_library.h"
-#include "services/text.h"
 
 namespace {
 
@@ -23,17 +22,13 @@ HMODULE comLibrary() {
 
 }  // namespace
 
-bool makeGuidText(char* out, size_t size) {
+bool makeGuidText(char (&out)[GUID_TEXT_BYTES]) {
     const auto createGuid = findFunction<CreateGuid>(comLibrary(), "CoCreateGuid");
     const auto guidToText = findFunction<GuidToText>(comLibrary(), "StringFromGUID2");
     if (!createGuid || !guidToText) return false;
 
     GUID guid = {};
-    wchar_t wide[2048] = {};
-    if (createGuid(&guid) < 0 || guidToText(guid, wide, 2048) == 0) return false;
-
-    char narrow[2048] = {};
-    if (wcstombs(narrow, wide, sizeof narrow) == static_cast<size_t>(-1)) return false;
-    copyText(out, size, narrow);
-    return true;
+    wchar_t wide[GUID_TEXT_BYTES] = {};
+    if (createGuid(&guid) < 0 || guidToText(guid, wide, GUID_TEXT_BYTES) == 0) return false;
+    return wcstombs(out, wide, sizeof out) == GUID_TEXT_BYTES - 1;
 }

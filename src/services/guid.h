@@ -2,7 +2,9 @@
 
 #include <cstddef>
 
-// Makes a new GUID and writes its registry form (braces, hyphens, upper-case digits: 38
-// characters) to out. Returns false, with out unchanged, when the system gives none.
-// Windows documentation: "CoCreateGuid", "StringFromGUID2".
-bool makeGuidText(char* out, size_t size);
+// The registry form of a GUID: braces, hyphens and upper-case digits, with the terminating zero.
+constexpr size_t GUID_TEXT_BYTES = 39;
+
+// Creates a new GUID and writes its registry form to out. Returns false, with out unchanged, when
+// the system fails to create one. Windows documentation: "CoCreateGuid", "StringFromGUID2".
+bool makeGuidText(char (&out)[GUID_TEXT_BYTES]);

@@ -2,33 +2,51 @@
 
 #include <windows.h>
 
+#include <fcntl.h>
 #include <io.h>
 
 #include <cstring>
-#include <ctime>
 
 #include "services/owners.h"
 #include "services/path.h"
-#include "services/system_library.h"
+#include "services/plain_file.h"
 #include "services/text.h"
 
 namespace {
 
-constexpr int PERSONAL_DOCUMENTS = 5;  // CSIDL_PERSONAL
+// Opens the folder so that neither it nor a folder above it can be renamed or deleted until the
+// handle is closed. Empty when it is a link.
+OwnedHandle holdFolder(const char* folder) {
+    OwnedHandle held = ownFile(CreateFileA(
+        folder, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+        FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+    BY_HANDLE_FILE_INFORMATION information = {};
+    if (!held || !GetFileInformationByHandle(held.get(), &information)) return {};
+    if ((information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
+        held.reset();
+        SetLastError(ERROR_ACCESS_DENIED);
+    }
+    return held;
+}
 
-using GetFolderPath = HRESULT WINAPI(HWND, int, HANDLE, DWORD, LPSTR);
-
-bool findDocumentsFolder(char (&folder)[PATH_BYTES]) {
-    const OwnedModule library(LoadLibraryA("shfolder.dll"));
-    const auto getFolderPath = findFunction<GetFolderPath>(library.get(), "SHGetFolderPathA");
-    return getFolderPath && getFolderPath(nullptr, PERSONAL_DOCUMENTS, nullptr, 0, folder) >= 0;
+// Opens or creates the file of that name in the folder, without following a link.
+OwnedHandle openInFolder(HANDLE folder, const char* name) {
+    FinalPath path;
+    if (!readFinalPath(folder, path)) return {};
+    const size_t length = wcslen(path.text);
+    path.text[length] = L'\\';
+    const int room = static_cast<int>(FinalPath::CHARACTERS - length - 1);
+    if (MultiByteToWideChar(CP_ACP, 0, name, -1, path.text + length + 1, room) == 0) return {};
+    return ownFile(CreateFileW(path.text, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                               nullptr, OPEN_ALWAYS,
+                               FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
 }
 
 }  // namespace
 
 void formatLogTime(const tm& time, char* out, size_t size) {
     constexpr size_t DAY = 8;
-    // cppcheck-suppress asctimeCalled ; its form is the form of the logs' names
+    // cppcheck-suppress asctimeCalled ; the names of the logs have its form
     const char* text = asctime(&time);
     copyText(out, size, text ? text : "");
     out[strcspn(out, "\n")] = '\0';
@@ -38,34 +56,39 @@ void formatLogTime(const tm& time, char* out, size_t size) {
     if (strlen(out) > DAY && out[DAY] == '0') out[DAY] = ' ';
 }
 
-bool buildDefaultLogPath(const char* prefix, char* out, size_t outSize) {
-    char folder[PATH_BYTES] = "";
-    if (!findDocumentsFolder(folder)) return false;
-    char path[PATH_BYTES] = "";
-    const DWORD length = GetShortPathNameA(folder, path, sizeof path);
-    if (length == 0 || length >= sizeof path) return false;
-
-    // It is the long form that is looked at, at the short form's length. The two are compared this
-    // way on purpose: established log folders depend on it. Where the forms differ in length a
-    // backslash may be doubled, which Windows does not mind, or left out.
-    const char* separator = isBackslashAt(folder, length - 1) ? "" : "\\";
-
-    char stamp[PATH_BYTES] = "";
-    const __time64_t now = _time64(nullptr);
-    if (const tm* local = _localtime64(&now)) formatLogTime(*local, stamp, sizeof stamp);
-    char whole[600];
-    formatText(whole, sizeof whole, "%s%sZELKLOG\\%s-%s.log", path, separator,
-               prefix ? prefix : "ZELK", stamp);
-    if (strlen(whole) >= outSize) return false;  // a cut path would be another file
-    return copyText(out, outSize, whole) == TEXT_OK;
-}
-
 FILE* openLog(const char* path) {
-    // An error left by an earlier call must not be reported as the reason.
+    // The error of an earlier call must not be reported as the reason.
     SetLastError(ERROR_SUCCESS);
     FILE* file = fopen(path, "w");
     if (!file) return nullptr;
     const auto handle = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file)));
     SetHandleInformation(handle, HANDLE_FLAG_INHERIT, 0);
     return file;
+}
+
+FILE* openLogWithoutLinks(const char* path) {
+    const char* backslash = findLastBackslash(path);
+    if (!backslash) return openLog(path);  // there is no default place, and this fails
+    char folder[PATH_BYTES];
+    copyText(folder, path);
+    cutLastComponent(folder);
+    const OwnedHandle held = holdFolder(folder);
+    if (!held) {
+        // What the open of the file itself would have given.
+        if (GetLastError() == ERROR_FILE_NOT_FOUND) SetLastError(ERROR_PATH_NOT_FOUND);
+        return nullptr;
+    }
+    OwnedHandle file = openInFolder(held.get(), backslash + 1);
+    if (!file) return nullptr;
+    if (!isPlainFile(file.get()) || !SetEndOfFile(file.get())) {
+        SetLastError(ERROR_ACCESS_DENIED);
+        return nullptr;
+    }
+    const int descriptor =
+        _open_osfhandle(reinterpret_cast<intptr_t>(file.get()), _O_WRONLY | _O_TEXT);
+    if (descriptor < 0) return nullptr;
+    file.release();  // the descriptor owns it now
+    FILE* log = _fdopen(descriptor, "w");
+    if (!log) _close(descriptor);
+    return log;
 }

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 #include "services/text.h"
@@ -20,28 +19,29 @@ struct Conversion {
     const char* end = nullptr;  // what follows in the format
 };
 
-// Arguments in order, then zeros.
-class Arguments {
+// Writes what fits, and counts everything.
+class Output {
   public:
-    Arguments(const char* const* texts, size_t count) : texts_(texts), left_(count) {}
-    const char* next() {
-        if (left_ == 0) return nullptr;
-        --left_;
-        return *texts_++;
+    Output(char* out, size_t size) : out_(out), size_(size) {}
+    void put(const char* bytes, size_t count) {
+        if (length_ + 1 < size_)
+            memcpy(out_ + length_, bytes, std::min(count, size_ - 1 - length_));
+        length_ += count;
+    }
+    size_t finish(bool keepLineEnd) {
+        if (size_ == 0) return length_;
+        out_[std::min(length_, size_ - 1)] = '\0';
+        if (length_ >= size_ && size_ > 1 && keepLineEnd) out_[size_ - 2] = '\n';
+        return length_;
     }
 
   private:
-    const char* const* texts_;
-    size_t left_;
+    char* out_;
+    size_t size_;
+    size_t length_ = 0;
 };
 
-// A decimal number or a "*", which takes an argument that is zero to whoever asks for a number.
-int readNumber(const char*& position, Arguments& arguments) {
-    if (*position == '*') {
-        ++position;
-        arguments.next();
-        return 0;
-    }
+int readNumber(const char*& position) {
     int number = 0;
     for (; *position >= '0' && *position <= '9'; ++position) {
         number = std::min(number * 10 + (*position - '0'), WIDEST);
@@ -49,7 +49,7 @@ int readNumber(const char*& position, Arguments& arguments) {
     return number;
 }
 
-Conversion readConversion(const char* position, Arguments& arguments) {
+Conversion readConversion(const char* position) {
     Conversion conversion;
     ++position;  // the per cent sign
     for (size_t flags = 0; *position != '\0' && strchr("-+ #0", *position); ++position) {
@@ -57,12 +57,10 @@ Conversion readConversion(const char* position, Arguments& arguments) {
         conversion.flags[flags++] = *position;
         conversion.flags[flags] = '\0';
     }
-    if (*position == '*' || (*position >= '0' && *position <= '9')) {
-        conversion.width = readNumber(position, arguments);
-    }
+    if (*position >= '0' && *position <= '9') conversion.width = readNumber(position);
     if (*position == '.') {
         ++position;
-        conversion.precision = readNumber(position, arguments);
+        conversion.precision = readNumber(position);
     }
     if (strncmp(position, "I64", 3) == 0 || strncmp(position, "I32", 3) == 0) position += 3;
     position += strspn(position, "hlLjztwqI");
@@ -71,66 +69,62 @@ Conversion readConversion(const char* position, Arguments& arguments) {
     return conversion;
 }
 
-// Formats the one value of a conversion; letter says what printf is to take it for.
+// Formats the one value of a conversion, as printf would with that letter.
 template <typename Value>
-size_t formatValue(char* out, size_t size, const Conversion& conversion, char letter, Value value) {
+void putValue(Output& output, const Conversion& conversion, Value value) {
     char format[32];
     char width[8] = "";
     char precision[8] = "";
     if (conversion.width >= 0) formatText(width, sizeof width, "%d", conversion.width);
     if (conversion.precision >= 0)
         formatText(precision, sizeof precision, ".%d", conversion.precision);
-    formatText(format, sizeof format, "%%%s%s%s%c", conversion.flags, width, precision, letter);
-    const int length = snprintf(out, size, format, value);
-    return length < 0 ? 0 : std::min(static_cast<size_t>(length), size - 1);
+    formatText(format, sizeof format, "%%%s%s%s%c", conversion.flags, width, precision,
+               conversion.letter);
+    char number[WIDEST + 8];
+    const int length = snprintf(number, sizeof number, format, value);
+    output.put(number, std::min(static_cast<size_t>(std::max(length, 0)), sizeof number - 1));
 }
 
-size_t formatConversion(char* out, size_t size, const char* start, const Conversion& conversion,
-                        Arguments& arguments) {
+void putText(Output& output, const Conversion& conversion, const char* text) {
+    // Without a width the text may be longer than the buffer of putValue.
+    size_t length = strlen(text);
+    if (conversion.precision >= 0)
+        length = std::min(length, static_cast<size_t>(conversion.precision));
+    const size_t width = conversion.width < 0 ? 0 : static_cast<size_t>(conversion.width);
+    const size_t padding = width - std::min(width, length);
+    const bool left = strchr(conversion.flags, '-') != nullptr;
+    if (left) output.put(text, length);
+    for (size_t i = 0; i < padding; ++i) output.put(" ", 1);
+    if (!left) output.put(text, length);
+}
+
+void putConversion(Output& output, const char* start, const Conversion& conversion,
+                   const char* const*& arguments, size_t& count) {
+    const char* argument = nullptr;
+    if (strchr("sdiuoxXcn", conversion.letter) && conversion.letter != '\0' && count > 0) {
+        --count;
+        argument = *arguments++;
+    }
     switch (conversion.letter) {
         case '%':
-            return formatValue(out, size, Conversion{}, 's', "%");
+            output.put("%", 1);
+            break;
         case 's':
-        case 'S':
-        case 'Z': {
-            const char* text = arguments.next();
-            return formatValue(out, size, conversion, 's', text ? text : "(null)");
-        }
+            putText(output, conversion, argument ? argument : "(null)");
+            break;
         case 'd':
         case 'i':
         case 'u':
         case 'o':
         case 'x':
         case 'X':
-            arguments.next();
-            return formatValue(out, size, conversion, conversion.letter, 0);
-        case 'e':
-        case 'E':
-        case 'f':
-        case 'F':
-        case 'g':
-        case 'G':
-        case 'a':
-        case 'A':
-            arguments.next();
-            return formatValue(out, size, conversion, conversion.letter, 0.0);
-        case 'p': {
-            arguments.next();
-            Conversion pointer;
-            pointer.precision = static_cast<int>(2 * sizeof(void*));
-            return formatValue(out, size, pointer, 'X', 0);
-        }
-        case 'c':
-        case 'C':  // a zero character: nothing to see
+            putValue(output, conversion, 0);
+            break;
+        case 'c':  // a zero character, which cannot be seen
         case 'n':
-            arguments.next();
-            return 0;
-        default: {
-            const auto length = static_cast<size_t>(conversion.end - start);
-            const size_t kept = std::min(length, size - 1);
-            memcpy(out, start, kept);
-            return kept;
-        }
+            break;
+        default:
+            output.put(start, static_cast<size_t>(conversion.end - start));
     }
 }
 
@@ -138,20 +132,23 @@ size_t formatConversion(char* out, size_t size, const char* start, const Convers
 
 size_t formatMessage(char* out, size_t size, const char* format, const char* const* arguments,
                      size_t count) {
-    Arguments values(arguments, count);
-    size_t used = 0;
+    Output output(out, size);
     const char* position = format;
-    while (*position != '\0' && used + 1 < size) {
-        if (*position != '%') {
-            out[used++] = *position++;
-            continue;
-        }
-        const Conversion conversion = readConversion(position, values);
-        used += formatConversion(out + used, size - used, position, conversion, values);
+    while (*position != '\0') {
+        const size_t plain = strcspn(position, "%");
+        output.put(position, plain);
+        position += plain;
+        if (*position == '\0') break;
+        const Conversion conversion = readConversion(position);
+        putConversion(output, position, conversion, arguments, count);
         position = conversion.end;
     }
-    out[used] = '\0';
-    // In a full buffer the line end is there already or was cut, perhaps with what came before it.
-    if (used + 1 == size && format[strlen(format) - 1] == '\n') out[used - 1] = '\n';
-    return used;
+    return output.finish(position != format && position[-1] == '\n');
+}
+
+FormattedMessage::FormattedMessage(const char* format, const char* const* arguments, size_t count) {
+    const size_t length = formatMessage(short_, sizeof short_, format, arguments, count);
+    if (length < sizeof short_) return;
+    long_.reset(static_cast<char*>(malloc(length + 1)));
+    if (long_) formatMessage(long_.get(), length + 1, format, arguments, count);
 }

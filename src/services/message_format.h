@@ -3,11 +3,26 @@
 
 #include <cstddef>
 
+#include "services/memory.h"
+
 // Formats as printf would with count text arguments, followed by as many zeros as format asks for:
-// a %s past the arguments is "(null)", every number is 0, a %n stores nothing, and a conversion
-// that printf does not know stands as it is written. Widths and precisions, "*" among them, are
-// taken as 1000 at most. Nothing is read or written outside the arguments and out.
-// Writes at most size - 1 bytes and a terminating zero; size is at least 2. A text that does not
-// fit is cut, and keeps its last character when that is a line end. Returns the length.
+// %s past the arguments is "(null)", every integer is 0, %c and %n add nothing, %% is a per cent
+// sign. Every other conversion is shown as it is written. Widths and precisions are taken as 1000
+// at most. Nothing is read or written outside the arguments and out.
+// Writes at most size - 1 bytes and a terminating zero to out, which may be null when size is 0. A
+// text that does not fit is cut, and keeps its last character when that is a line end. Returns the
+// length of the whole text in bytes, also when it was cut.
 size_t formatMessage(char* out, size_t size, const char* format, const char* const* arguments,
                      size_t count);
+
+// A formatted text of any length; only without memory is a long one cut.
+class FormattedMessage {
+  public:
+    FormattedMessage(const char* format, const char* const* arguments, size_t count);
+
+    const char* text() const { return long_ ? long_.get() : short_; }
+
+  private:
+    char short_[1024];
+    OwnedBuffer long_;
+};

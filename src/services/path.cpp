@@ -35,6 +35,11 @@ void cutLastComponent(char* path) {
     *(end ? end : path) = '\0';
 }
 
+void cutTrailingBackslash(char* path) {
+    char* last = findLastBackslash(path);
+    if (last && last[1] == '\0') *last = '\0';
+}
+
 void replaceBackslashes(char* path) {
     for (; *path != '\0'; path = nextCharacter(path)) {
         if (*path == '\\') *path = '/';

@@ -7,7 +7,10 @@
 // What a path takes: 260 characters (MAX_PATH) and a terminating zero.
 constexpr size_t PATH_BYTES = 261;
 
-// Points to the last backslash of path, or is null when it has none.
+// A folder of PATH_BYTES and the name of a library in it.
+constexpr size_t LIBRARY_PATH_BYTES = 522;
+
+// Returns the last backslash of path, or null when it has none.
 char* findLastBackslash(char* path);
 const char* findLastBackslash(const char* path);
 
@@ -17,6 +20,9 @@ bool isBackslashAt(const char* path, size_t position);
 // Cuts the last component of path together with the backslash before it. A path without a
 // backslash becomes empty.
 void cutLastComponent(char* path);
+
+// Cuts one backslash from the end of path, if there is one.
+void cutTrailingBackslash(char* path);
 
 // Makes every backslash of path a forward slash.
 void replaceBackslashes(char* path);

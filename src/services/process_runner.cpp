@@ -19,28 +19,31 @@ void shortenInPlace(char* path, size_t size) {
 
 struct ProcessRunner::Shared {
     std::atomic<unsigned char> stopFlag{0};  // 1 asks the readers to stop
-    std::atomic<DWORD> lastRead{0};          // tick count when bytes last came
+    std::atomic<DWORD> lastRead{0};          // tick count of the last bytes
+    OwnedBuffer stdoutText;
+    OwnedBuffer stderrText;
 };
 
-// What a reader thread is given; the thread owns it.
+// The argument of a reader thread, which owns it.
 struct ProcessRunner::Reader {
-    OwnedText* store;
+    OwnedBuffer* store;
     OwnedHandle pipe;
     Shared* shared;
 };
 
 ProcessRunner::ProcessRunner(const char* command, bool, bool, bool)
-    : fits(buildCommandLine(command, shortenInPlace, commandLine, sizeof commandLine) == TEXT_OK) {}
+    : formatted(buildCommandLine(command, shortenInPlace, commandLine, sizeof commandLine) ==
+                TEXT_OK) {}
 
 int ProcessRunner::run(bool wait, bool) {
-    if (!fits) return ERROR_FILENAME_EXCED_RANGE;  // a cut command would be another command
+    if (!formatted) return ERROR_FILENAME_EXCED_RANGE;  // a cut command is another command
     const HANDLE savedOutput = GetStdHandle(STD_OUTPUT_HANDLE);
     const HANDLE savedError = GetStdHandle(STD_ERROR_HANDLE);
     const int result = runRedirected(wait);
     SetStdHandle(STD_OUTPUT_HANDLE, savedOutput);
     // The output slot again, on purpose: after a run the process's standard output is what its
-    // standard error was, and the error slot keeps the closed pipe end. Programs started later
-    // count on finding it so. The C runtime's own streams are not touched by either call.
+    // standard error was, and the error slot keeps the closed pipe end. Programs that are started
+    // later expect this. The C runtime's own streams are not affected by either call.
     SetStdHandle(STD_OUTPUT_HANDLE, savedError);
     return result;
 }
@@ -49,11 +52,11 @@ int ProcessRunner::runRedirected(bool wait) {
     OwnedHandle stdoutRead;
     OwnedHandle stderrRead;
     if (!preparePipes(stdoutRead, stderrRead)) return 0;
-    shared = create<Shared>();
+    shared = makeObject<Shared>().release();
     if (!shared) return reportThreadFailure(THREAD_NO_MEMORY);
 
-    startReader(std::move(stdoutRead), stdoutText, stdoutReader);
-    const int result = startReader(std::move(stderrRead), stderrText, stderrReader);
+    startReader(std::move(stdoutRead), shared->stdoutText, stdoutReader);
+    const int result = startReader(std::move(stderrRead), shared->stderrText, stderrReader);
     const bool running = startProcess();
     if (wait || !running) awaitProcess();
     started = true;
@@ -65,41 +68,41 @@ bool ProcessRunner::preparePipes(OwnedHandle& stdoutRead, OwnedHandle& stderrRea
     SECURITY_ATTRIBUTES inheritable = {sizeof inheritable, nullptr, TRUE};
     OwnedHandle stdoutFirst;
     OwnedHandle stderrFirst;
-    if (!CreatePipe(stdoutFirst.receive(), stdoutWrite.receive(), &inheritable, 0) ||
-        !CreatePipe(stderrFirst.receive(), stderrWrite.receive(), &inheritable, 0) ||
+    if (!CreatePipe(stdoutFirst.put(), stdoutWrite.put(), &inheritable, 0) ||
+        !CreatePipe(stderrFirst.put(), stderrWrite.put(), &inheritable, 0) ||
         !SetStdHandle(STD_OUTPUT_HANDLE, stdoutWrite.get()) ||
         !SetStdHandle(STD_ERROR_HANDLE, stderrWrite.get())) {
         return false;
     }
-    // The child must not inherit the read ends: it would keep its own pipes alive.
+    // The child must not inherit the read ends: it would keep its own pipes open.
     const HANDLE self = GetCurrentProcess();
-    return DuplicateHandle(self, stdoutFirst.get(), self, stdoutRead.receive(), 0, FALSE,
+    return DuplicateHandle(self, stdoutFirst.get(), self, stdoutRead.put(), 0, FALSE,
                            DUPLICATE_SAME_ACCESS) &&
-           DuplicateHandle(self, stderrFirst.get(), self, stderrRead.receive(), 0, FALSE,
+           DuplicateHandle(self, stderrFirst.get(), self, stderrRead.put(), 0, FALSE,
                            DUPLICATE_SAME_ACCESS);
 }
 
-int ProcessRunner::startReader(OwnedHandle pipe, OwnedText& store, ThreadRecord& record) {
-    const auto reader = create<Reader>(&store, std::move(pipe), shared);
-    const int result =
-        reader ? startThread(readPipe, reader, record) : reportThreadFailure(THREAD_NO_MEMORY);
+int ProcessRunner::startReader(OwnedHandle pipe, OwnedBuffer& store, ThreadRecord& record) {
+    auto reader = makeObject<Reader>(&store, std::move(pipe), shared);
+    if (!reader) return reportThreadFailure(THREAD_NO_MEMORY);
     // Without its reader the pipe closes, so that the child's writes fail instead of waiting.
-    if (result != 0) dispose(reader);
+    const int result = startThread(readPipe, reader.get(), record);
+    if (result == 0) reader.release();
     return result;
 }
 
 unsigned ProcessRunner::readPipe(void* argument) {
-    const auto reader = static_cast<Reader*>(argument);
-    Shared& state = *reader->shared;
-    Capture capture(*reader->store);
+    const OwnedObject<Reader> owned(static_cast<Reader*>(argument));
+    const Reader& reader = *owned.get();
+    Shared& state = *reader.shared;
+    Capture capture(*reader.store);
     char bytes[512];
     DWORD count = 0;
-    while (ReadFile(reader->pipe.get(), bytes, sizeof bytes, &count, nullptr) && count > 0 &&
+    while (ReadFile(reader.pipe.get(), bytes, sizeof bytes, &count, nullptr) && count > 0 &&
            state.stopFlag != 1) {
         state.lastRead = GetTickCount();
         capture.append(bytes, count);
     }
-    dispose(reader);
     return 0;
 }
 
@@ -116,14 +119,14 @@ bool ProcessRunner::startProcess() {
         return false;
     }
     process.reset(information.hProcess);
-    const OwnedHandle unneeded(information.hThread);
+    const OwnedHandle mainThread(information.hThread);
     return true;
 }
 
-// Waits for the program's end and closes the write ends, so that the readers come to theirs.
+// Waits until the program ends and closes the write ends, so that the readers can end too.
 void ProcessRunner::awaitProcess() {
     if (WaitForSingleObject(process.get(), waitTimeout) != WAIT_OBJECT_0) {
-        // There is no program, or none to wait for: the readers are to return from their reads.
+        // There is no program, or it cannot be waited for: wake the readers.
         constexpr char ZEROS[3] = {};
         DWORD written = 0;
         shared->stopFlag = 1;
@@ -139,32 +142,58 @@ bool ProcessRunner::readersEndWithin(DWORD milliseconds) const {
     DWORD count = 0;
     if (stdoutReader.handle) handles[count++] = stdoutReader.handle.get();
     if (stderrReader.handle) handles[count++] = stderrReader.handle.get();
-    return count == 0 || WaitForMultipleObjects(count, handles, TRUE, milliseconds) != WAIT_TIMEOUT;
+    if (count == 0) return true;
+    const DWORD result = WaitForMultipleObjects(count, handles, TRUE, milliseconds);
+    // A wait that failed says nothing about the readers, which may still be running.
+    if (result == WAIT_FAILED) Sleep(milliseconds);
+    return result < WAIT_OBJECT_0 + count;
+}
+
+void ProcessRunner::cancelReads() {
+    shared->stopFlag = 1;
+    if (stdoutReader.handle) CancelSynchronousIo(stdoutReader.handle.get());
+    if (stderrReader.handle) CancelSynchronousIo(stderrReader.handle.get());
+}
+
+// A read that cannot be cancelled blocks its thread. The threads keep what they share with this
+// object, which is therefore never freed, until the process ends.
+void ProcessRunner::giveReadersUp() {
+    stdoutReader.handle.reset();
+    stderrReader.handle.reset();
+    shared = nullptr;
 }
 
 void ProcessRunner::joinReaders() {
-    constexpr DWORD POLL = 100;
+    constexpr DWORD POLL_MS = 100;
+    constexpr DWORD CANCEL_AT = READER_JOIN_TIMEOUT_MS - READER_CANCEL_TIMEOUT_MS;
+    if (!shared) return;
     DWORD ended = GetTickCount();
-    while (!readersEndWithin(POLL)) {
-        const DWORD lastRead = shared->lastRead;  // before now: it must not be the later one
+    DWORD cancelled = 0;  // milliseconds after ended; 0 before the first cancellation
+    while (!readersEndWithin(POLL_MS)) {
+        const DWORD lastRead = shared->lastRead;  // read before now, so that now is the later one
         const DWORD now = GetTickCount();
         if (process && WaitForSingleObject(process.get(), 0) == WAIT_TIMEOUT) {
             ended = now;
             continue;
         }
-        // A program that ended can leave another behind that inherited its pipes, and whose end
-        // nobody is waiting for.
+        // A program can leave another one behind that inherited its pipes; nobody waits for that.
         const DWORD sinceEnd = now - ended;
-        if (std::min<DWORD>(sinceEnd, now - lastRead) < IDLE_PATIENCE && sinceEnd < LAST_WORDS) {
-            continue;
-        }
-        // Again in every round: a reader may have been between two reads.
-        shared->stopFlag = 1;
-        if (stdoutReader.handle) CancelSynchronousIo(stdoutReader.handle.get());
-        if (stderrReader.handle) CancelSynchronousIo(stderrReader.handle.get());
+        const DWORD idle = std::min<DWORD>(sinceEnd, now - lastRead);
+        if (cancelled == 0 && idle < READER_IDLE_TIMEOUT_MS && sinceEnd < CANCEL_AT) continue;
+        if (cancelled == 0) cancelled = sinceEnd;
+        if (sinceEnd - cancelled >= READER_CANCEL_TIMEOUT_MS) return giveReadersUp();
+        cancelReads();  // in every round: a reader may have been between two reads
     }
     joinThread(stdoutReader);
     joinThread(stderrReader);
+}
+
+const char* ProcessRunner::standardOutput() const {
+    return shared ? shared->stdoutText.get() : nullptr;
+}
+
+const char* ProcessRunner::standardError() const {
+    return shared ? shared->stderrText.get() : nullptr;
 }
 
 void ProcessRunner::cleanup() {
@@ -174,7 +203,5 @@ void ProcessRunner::cleanup() {
     }
     stdoutWrite.reset();
     stderrWrite.reset();
-    dispose(std::exchange(shared, nullptr));
-    stderrText.reset();
-    stdoutText.reset();
+    const OwnedObject<Shared> released(std::exchange(shared, nullptr));
 }

@@ -1,8 +1,12 @@
 #pragma once
 
-// What holds for this process and the programs that it starts. The current directory, whatever
-// folder the administrator stood in, is taken out of the library search and the program search; it
-// stays the current directory. A program that crashes or misses a disk ends with an error instead
-// of a box that nobody closes.
-// Windows documentation: "SetDllDirectoryA", "NeedCurrentDirectoryForExePathA", "SetErrorMode".
+// Sets up this process and, through what they inherit, the programs that it starts.
+// - The current directory is taken out of the library search and the program search.
+// - Variables that make a .NET program load a library of the user's choice are removed, and those
+//   that name parts of Windows are set to what Windows itself says: the variables of an elevated
+//   program come from the user, whose other programs may run without elevation.
+// - A program that crashes, or finds no disk in a drive, ends with an error instead of a message
+//   box, which would wait for an answer.
+// Windows documentation: "SetDllDirectoryA", "NeedCurrentDirectoryForExePathA", "SetErrorMode",
+// "Debugging and profiling configuration settings" (.NET).
 void prepareProcess();

@@ -1,29 +1,36 @@
 #include "services/registry.h"
 
-#include <cstdlib>
+#include <algorithm>
 #include <cstring>
 
 #include "services/owners.h"
+#include "services/system_library.h"
 #include "services/text.h"
 
 namespace {
-
-constexpr size_t KEY_PATH_BYTES = 2048;
 
 uint32_t failureCode(LSTATUS status) {
     return status == ERROR_ACCESS_DENIED ? ERROR_ACCESS_DENIED : ZELKI_REGISTRY_ERROR;
 }
 
-// What the deletion of a key with all below it came to. A key can be left without a failure.
+// The result of deleting a key with all below it. A key can stay without a failure.
 struct Deletion {
     uint32_t code = 0;
     bool deleted = false;
 };
 
-Deletion deleteTree(HKEY root, const char* path, const char* copyName, const char* except);
+// What is the same at every level of a tree.
+struct TreeOptions {
+    PathRule rule;
+    const void* context;
+    const char* except;
+};
 
-// Deletes all subkeys of tree but the spared ones. deleted tells whether tree may go now.
-Deletion deleteSubkeys(HKEY tree, const char* copyName, const char* except) {
+Deletion deleteTree(HKEY root, const char* path, const TreeOptions& options);
+
+// Deletes all subkeys of tree except the spared ones. deleted says whether tree may go now.
+Deletion deleteSubkeys(HKEY tree, const TreeOptions& options) {
+    const char* except = options.except;
     Deletion all = {0, true};
     for (DWORD index = 0;;) {
         char subkey[256];
@@ -31,17 +38,17 @@ Deletion deleteSubkeys(HKEY tree, const char* copyName, const char* except) {
         const LSTATUS status =
             RegEnumKeyExA(tree, index, subkey, &size, nullptr, nullptr, nullptr, nullptr);
         if (status == ERROR_NO_MORE_ITEMS) return all;
-        // Not reported, and this key stays: removing a copy must not be called a failure over a
-        // subkey that nobody can read.
+        // Not reported, and this key stays: one subkey that cannot be read does not make the
+        // removal of a copy a failure.
         if (status != ERROR_SUCCESS) return {0, false};
         if (except && *except && strcmp(subkey, except) == 0) {
             ++index;
             continue;
         }
-        const Deletion one = deleteTree(tree, subkey, copyName, except);
+        const Deletion one = deleteTree(tree, subkey, options);
         if (one.code != 0) return one;
-        // The index stays after a deletion: the next subkey has moved into the place. One that was
-        // left is passed over, or the walk would never end, and keeps the keys above it.
+        // The index stays after a deletion, because the next subkey has moved into its place. A
+        // subkey that stays is passed over, or the walk would never end, and keeps the keys above.
         if (!one.deleted) {
             all.deleted = false;
             ++index;
@@ -49,20 +56,33 @@ Deletion deleteSubkeys(HKEY tree, const char* copyName, const char* except) {
     }
 }
 
-Deletion deleteTree(HKEY root, const char* path, const char* copyName, const char* except) {
-    if (!path || !*path) return {ERROR_BADKEY, false};
-    // Small, because it stands on the stack once for every level of the tree.
-    char full[512];
-    if (substituteCopyName(path, copyName, full, sizeof full) != TEXT_OK) {
-        return {ZELKI_REGISTRY_ERROR, false};
-    }
+// Deletes the key behind the handle itself. By name a registry link would be followed: its target
+// would be deleted, and a link to a key above would make the walk endless.
+// Windows documentation: "ZwDeleteKey".
+LSTATUS deleteOpenKey(HKEY key) {
+    using DeleteKey = LONG NTAPI(HANDLE);
+    using StatusToError = ULONG NTAPI(LONG);
+    const HMODULE system = GetModuleHandleA("ntdll.dll");  // in every process
+    const auto deleteKey = findFunction<DeleteKey>(system, "NtDeleteKey");
+    const auto toError = findFunction<StatusToError>(system, "RtlNtStatusToDosError");
+    if (!deleteKey || !toError) return ERROR_PROC_NOT_FOUND;
+    return static_cast<LSTATUS>(toError(deleteKey(key)));
+}
+
+Deletion deleteTree(HKEY root, const char* path, const TreeOptions& options) {
+    char full[512];  // small, because each level of the tree has one on the stack
+    const int32_t result = options.rule && path
+                               ? options.rule(path, options.context, full, sizeof full)
+                               : copyText(full, path);
+    if (result != TEXT_OK) return {ZELKI_REGISTRY_ERROR, false};
+    if (*full == '\0') return {ERROR_BADKEY, false};
     OwnedKey tree;
-    const LSTATUS opened = RegOpenKeyExA(root, full, 0, REGISTRY_DELETE, tree.receive());
+    const LSTATUS opened =
+        RegOpenKeyExA(root, full, REG_OPTION_OPEN_LINK, REGISTRY_DELETE, tree.put());
     if (opened != ERROR_SUCCESS) return {static_cast<uint32_t>(opened), false};
-    const Deletion subkeys = deleteSubkeys(tree.get(), copyName, except);
+    const Deletion subkeys = deleteSubkeys(tree.get(), options);
     if (subkeys.code != 0 || !subkeys.deleted) return subkeys;
-    tree.reset();
-    const LSTATUS status = RegDeleteKeyA(root, full);
+    const LSTATUS status = deleteOpenKey(tree.get());
     return {static_cast<uint32_t>(status), status == ERROR_SUCCESS};
 }
 
@@ -117,7 +137,7 @@ uint32_t ZELKiRegistry::QueryValue(const char* name, void* buffer, DWORD* size) 
 }
 
 uint32_t ZELKiRegistry::SetValue(const char* name, const void* data, DWORD size, DWORD type) {
-    const LSTATUS status = RegSetValueExA(key, name, 0, type, static_cast<const BYTE*>(data), size);
+    const LSTATUS status = writeRegistryValue(key, name, type, data, size);
     return status == ERROR_SUCCESS ? 0 : failureCode(status);
 }
 
@@ -150,83 +170,42 @@ uint32_t ZELKiRegistry::FindValue(const char* name, bool* found, unsigned* index
     *found = false;
     if (!key) return 0;
     const unsigned start = *index;
-    // The second pass makes the search circular: it visits what lies before the start.
+    // The second pass makes the search circular: it covers the values before the start.
     *found = searchValues(name, start, UINT32_MAX, index) || searchValues(name, 0, start, index);
     return 0;
 }
 
 uint32_t ZELKiRegistry::DeleteKeyTree(HKEY root, const char* path, unsigned, const char* except) {
-    return deleteTree(root, path, nullptr, except).code;
+    return deleteKeyTree(root, path, nullptr, nullptr, except);
 }
 
-ZELKiCopyNameRegistry::ZELKiCopyNameRegistry(HKEY root, const char* path, bool create,
-                                             const char* copyName, REGSAM access,
-                                             uint32_t options) {
-    if (create) {
-        Create(root, path, copyName, access | REGISTRY_WRITE, options);
-    } else {
-        Open(root, path, copyName, access);
-    }
-}
-
-uint32_t ZELKiCopyNameRegistry::Open(HKEY root, const char* path, const char* copyName,
-                                     REGSAM access) {
-    char full[KEY_PATH_BYTES];
-    // A path that was cut here is still too long for the base operation, which refuses it.
-    substituteCopyName(path, copyName, full, sizeof full);
-    return Open(root, full, access);
-}
-
-uint32_t ZELKiCopyNameRegistry::Create(HKEY root, const char* path, const char* copyName,
-                                       REGSAM access, uint32_t options) {
-    char full[KEY_PATH_BYTES];
-    substituteCopyName(path, copyName, full, sizeof full);
-    return Create(root, full, access, options);
-}
-
-bool ZELKiCopyNameRegistry::TryOpen(HKEY root, const char* path, const char* copyName,
-                                    REGSAM access) {
-    Open(root, path, copyName, access);
-    return IsOpen();
-}
-
-uint32_t ZELKiCopyNameRegistry::DeleteKeyTree(HKEY root, const char* path, unsigned,
-                                              const char* copyName, const char* except) {
-    return deleteTree(root, path, copyName, except).code;
-}
-
-int32_t substituteCopyName(const char* path, const char* copyName, char* out, size_t size) {
-    static constexpr const char* TOKENS[] = {"$CurrentInstallationName$",
-                                             "$DefaultInstallationName$"};
-    for (const char* token : TOKENS) {
-        const char* place = copyName ? strstr(path, token) : nullptr;
-        if (!place) continue;
-        return formatText(out, size, "%.*s%s%s", static_cast<int>(place - path), path, copyName,
-                          place + strlen(token));
-    }
-    return copyText(out, size, path);
+uint32_t deleteKeyTree(HKEY root, const char* path, PathRule rule, const void* context,
+                       const char* except) {
+    return deleteTree(root, path, {rule, context, except}).code;
 }
 
 bool readRegistryText(const ZELKiRegistry& registry, const char* name, char* out, size_t size) {
-    out[0] = '\0';
     auto count = static_cast<DWORD>(size);
-    if (registry.QueryValue(name, out, &count) == 0) {
-        out[count < size ? count : size - 1] = '\0';
-        return true;
-    }
-    out[0] = '\0';
+    const bool read = registry.QueryValue(name, out, &count) == 0;
+    out[read ? std::min<size_t>(count, size - 1) : 0] = '\0';
+    return read;
+}
 
-    // Longer than the buffer, perhaps: what fits of it is wanted.
-    if (count <= size) return false;
-    const OwnedText whole(static_cast<char*>(malloc(count + 1)));
-    if (!whole || registry.QueryValue(name, whole.get(), &count) != 0) return false;
-    whole.get()[count] = '\0';
-    copyText(out, size, whole.get());
-    return true;
+LSTATUS writeRegistryValue(HKEY key, const char* name, DWORD type, const void* data, DWORD size) {
+    constexpr DWORD LONGEST = 4096;
+    BYTE copy[LONGEST + 1];
+    if (size > LONGEST) return ERROR_NOT_ENOUGH_MEMORY;
+    memcpy(copy, data, size);
+    copy[size] = 0xFF;  // any byte that does not end a text
+    return RegSetValueExA(key, name, 0, type, copy, size);
+}
+
+LSTATUS writeRegistryText(HKEY key, const char* name, const char* text) {
+    return writeRegistryValue(key, name, REG_SZ, text, static_cast<DWORD>(strlen(text) + 1));
 }
 
 bool EnumerationEnd::reached(LSTATUS status) {
-    constexpr unsigned MOST_FAILURES = 1000;
+    constexpr unsigned MOST_ERRORS = 1000;
     switch (status) {
         case ERROR_NO_MORE_ITEMS:
         case ERROR_KEY_DELETED:
@@ -234,9 +213,9 @@ bool EnumerationEnd::reached(LSTATUS status) {
             return true;
         case ERROR_SUCCESS:
         case ERROR_MORE_DATA:
-            failuresInARow_ = 0;
+            consecutiveErrors_ = 0;
             return false;
         default:
-            return ++failuresInARow_ >= MOST_FAILURES;
+            return ++consecutiveErrors_ >= MOST_ERRORS;
     }
 }

@@ -4,15 +4,20 @@
 #include <windows.h>
 
 // Loads a library from the Windows system directory, by its full path. Returns null when the
-// directory cannot be told or the library cannot be loaded; the caller owns the module.
+// directory is not known or the library cannot be loaded; the caller owns the module.
 HMODULE loadSystemLibrary(const char* name);
+
+// Loads a library from the program's folder or else from the Windows system directory, and from
+// nowhere else: the folders of the PATH variable belong to the user, whose other programs may run
+// without the rights that this one has. Returns null when there is none; the caller owns the
+// module. Windows documentation: "LoadLibraryExA".
+HMODULE loadTrustedLibrary(const char* name);
 
 // The address of a module's function as a pointer of the function's own type; null when the module
 // is null or has no such function.
 template <typename Function>
 Function* findFunction(HMODULE module, const char* name) {
     if (!module) return nullptr;
-    // By way of a pointer to a function without arguments, the type that compilers agree not to
-    // warn about.
+    // The cast in between avoids -Wcast-function-type.
     return reinterpret_cast<Function*>(reinterpret_cast<void (*)()>(GetProcAddress(module, name)));
 }

@@ -13,11 +13,11 @@ constexpr int32_t TEXT_CUT = static_cast<int32_t>(0x8007007A);      // the text 
 
 // printf-style checks of the arguments where the compiler offers them.
 #if defined(__MINGW32__) && !defined(__clang__)
-#define ZELK_PRINTF(text, first) __attribute__((format(gnu_printf, text, first)))
+#define TEXT_PRINTF(text, first) __attribute__((format(gnu_printf, text, first)))
 #elif defined(__GNUC__)
-#define ZELK_PRINTF(text, first) __attribute__((format(printf, text, first)))
+#define TEXT_PRINTF(text, first) __attribute__((format(printf, text, first)))
 #else
-#define ZELK_PRINTF(text, first)
+#define TEXT_PRINTF(text, first)
 #endif
 
 // Write at most size - 1 characters and a terminating zero to out. Unless the result is
@@ -25,7 +25,7 @@ constexpr int32_t TEXT_CUT = static_cast<int32_t>(0x8007007A);      // the text 
 // copy or append is an empty one.
 int32_t copyText(char* out, size_t size, const char* text);
 int32_t appendText(char* out, size_t size, const char* text);
-int32_t formatText(char* out, size_t size, const char* format, ...) ZELK_PRINTF(3, 4);
+int32_t formatText(char* out, size_t size, const char* format, ...) TEXT_PRINTF(3, 4);
 
 template <size_t N>
 int32_t copyText(char (&out)[N], const char* text) {

@@ -11,31 +11,27 @@ struct Trampoline {
     void* argument;
 };
 
-unsigned __stdcall jump(void* argument) {
-    const auto record = static_cast<Trampoline*>(argument);
-    const Trampoline trampoline = *record;
-    dispose(record);
-    return trampoline.function(trampoline.argument);
+unsigned __stdcall trampolineMain(void* argument) {
+    const OwnedObject<Trampoline> owned(static_cast<Trampoline*>(argument));
+    const Trampoline& record = *owned.get();
+    return record.function(record.argument);
 }
 
 }  // namespace
 
 int reportThreadFailure(int error) {
-    constexpr uint32_t COMPONENT = 67108865;
-    if (threadFailureHook) threadFailureHook(COMPONENT, "ureCreateThread", error);
+    if (threadFailureHook) threadFailureHook(error);
     return error;
 }
 
 int startThread(ThreadFunction function, void* argument, ThreadRecord& record) {
     if (!function) return reportThreadFailure(THREAD_NO_FUNCTION);
-    const auto trampoline = create<Trampoline>(function, argument);
+    auto trampoline = makeObject<Trampoline>(function, argument);
     if (!trampoline) return reportThreadFailure(THREAD_NO_MEMORY);
     const uintptr_t handle =
-        _beginthreadex(nullptr, record.stackSize, jump, trampoline, 0, &record.id);
-    if (handle == 0) {
-        dispose(trampoline);
-        return reportThreadFailure(THREAD_NOT_STARTED);
-    }
+        _beginthreadex(nullptr, record.stackSize, trampolineMain, trampoline.get(), 0, &record.id);
+    if (handle == 0) return reportThreadFailure(THREAD_NOT_STARTED);
+    trampoline.release();  // the thread owns it now
     record.handle.reset(reinterpret_cast<HANDLE>(handle));
     return 0;
 }

@@ -1,8 +1,6 @@
 // Threads of the C runtime.
 #pragma once
 
-#include <cstdint>
-
 #include "services/owners.h"
 
 // Results of startThread, and so of ProcessRunner::run.
@@ -21,12 +19,12 @@ using ThreadFunction = unsigned (*)(void* argument);
 // Starts function(argument) on a thread of its own. Returns 0 or one of the codes above.
 int startThread(ThreadFunction function, void* argument, ThreadRecord& record);
 
-// Waits for the thread's end, however long that takes, and empties the record.
+// Waits until the thread ends, without a time limit, and empties the record.
 void joinThread(ThreadRecord& record);
 
-// Tells the hook of a failure to start a thread and returns error.
+// Passes a failure to start a thread to the hook and returns error.
 int reportThreadFailure(int error);
 
-// Called with every failure of startThread; null when nobody listens.
-using ThreadFailureHook = void (*)(uint32_t component, const char* function, int32_t error);
+// Called with every failure of startThread; may be null.
+using ThreadFailureHook = void (*)(int error);
 extern ThreadFailureHook threadFailureHook;

@@ -14,7 +14,9 @@ std::string format(const std::string& text, const std::vector<Exact>& arguments,
     const Exact exact(text);
     const size_t length =
         formatMessage(room.get(), size, exact.get(), pointers.data(), pointers.size());
-    DEMAND(length < size && room.text().size() == length);
+    DEMAND(room.text().size() == std::min(length, size - 1));
+    const FormattedMessage message(exact.get(), pointers.data(), pointers.size());
+    DEMAND(strlen(message.text()) == length);
     return room.get();
 }
 

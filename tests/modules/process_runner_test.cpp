@@ -2,18 +2,18 @@
 
 #include <gtest/gtest.h>
 
+#include <process.h>
+
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
 
 #include "services/capture.h"
+#include "tests/modules/import_patch.h"
 #include "tests/modules/open_handles.h"
 
 namespace {
-
-const std::string NO_PROGRAM = "C:\\not there.exe /s";
 
 std::filesystem::path childProgram() {
     char self[261] = "";
@@ -25,6 +25,29 @@ std::string child(const std::string& arguments) {
     return childProgram().string() + ' ' + arguments;
 }
 
+// The standard handles of this process, which every run of a program changes.
+class StandardHandles {
+  public:
+    ~StandardHandles() {
+        SetStdHandle(STD_INPUT_HANDLE, input_);
+        SetStdHandle(STD_OUTPUT_HANDLE, output_);
+        SetStdHandle(STD_ERROR_HANDLE, error_);
+    }
+    void expectAsAfterARun() const {
+        // Both are put back into the output slot, that of the error stream last.
+        EXPECT_EQ(GetStdHandle(STD_OUTPUT_HANDLE), error_);
+    }
+
+  private:
+    const HANDLE input_ = GetStdHandle(STD_INPUT_HANDLE);
+    const HANDLE output_ = GetStdHandle(STD_OUTPUT_HANDLE);
+    const HANDLE error_ = GetStdHandle(STD_ERROR_HANDLE);
+};
+
+class ProcessRunners : public testing::Test {
+    const StandardHandles handles_;
+};
+
 // Returns the texts of standard output and standard error.
 std::pair<std::string, std::string> run(const std::string& command) {
     ProcessRunner runner(command.c_str(), false, false, false);
@@ -34,7 +57,7 @@ std::pair<std::string, std::string> run(const std::string& command) {
     return {text(runner.standardOutput()), text(runner.standardError())};
 }
 
-TEST(ProcessRunner, ArgumentsArrive) {
+TEST_F(ProcessRunners, ArgumentsArrive) {
     const auto folder = std::filesystem::temp_directory_path() /
                         ("zelkpmreg runner " + std::to_string(GetCurrentProcessId()));
     std::filesystem::create_directory(folder);
@@ -48,72 +71,127 @@ TEST(ProcessRunner, ArgumentsArrive) {
     std::filesystem::remove_all(folder);
 }
 
-// A figure that the environment can raise for a longer trial.
-size_t figure(const char* variable, size_t usual) {
-    const char* text = getenv(variable);
-    return text ? strtoul(text, nullptr, 10) : usual;
-}
-
-TEST(ProcessRunner, BothStreamsArrive) {
-    const size_t flood = figure("ZELK_FLOOD", 18'000'000);  // 1100000000 for the longer trial
-    for (const size_t size : {size_t{100'000}, flood}) {
+TEST_F(ProcessRunners, BothStreamsArriveUpToTheBound) {
+    for (const size_t size : {size_t{100'000}, size_t{18'000'000}}) {
         const auto [output, error] = run(child("flood " + std::to_string(size)));
-        std::string expected(std::min(size, output.size()), ' ');
-        for (size_t i = 0; i < expected.size(); ++i) expected[i] = static_cast<char>('a' + i % 23);
-        EXPECT_TRUE(output == expected);  // EXPECT_EQ would print them
-        EXPECT_TRUE(error == expected);
-        EXPECT_GE(output.size(), std::min(size, Capture::MOST_BYTES - 512));
+        for (const std::string& text : {output, error}) {  // each is cut at a place of its own
+            std::string expected(text.size(), ' ');
+            for (size_t i = 0; i < text.size(); ++i) expected[i] = static_cast<char>('a' + i % 23);
+            EXPECT_TRUE(text == expected);  // EXPECT_EQ would print them
+            EXPECT_GE(text.size(), std::min(size, Capture::MOST_BYTES - 512));
+            EXPECT_LE(text.size(), Capture::MOST_BYTES);
+        }
     }
 }
 
-TEST(ProcessRunner, CommandThatIsTooLongIsNotRun) {
+TEST_F(ProcessRunners, CommandThatIsTooLongIsNotRun) {
     ProcessRunner runner(child("arguments " + std::string(780, 'x')).c_str(), false, false, false);
     EXPECT_EQ(runner.run(true, false), ERROR_FILENAME_EXCED_RANGE);
     EXPECT_EQ(runner.standardOutput(), nullptr);
 }
 
-TEST(ProcessRunner, ProgramLeftBehindHoldsNothingUp) {
+// Runs a child that leaves another one behind with its pipes, and returns how long that took.
+DWORD timeWithPipesHeld(const std::string& expected) {
     const std::string event = "zelkpmreg-tests-" + std::to_string(GetCurrentProcessId());
-    const OwnedHandle holderMayEnd(CreateEventA(nullptr, TRUE, FALSE, event.c_str()));
+    const OwnedHandle mayEnd(CreateEventA(nullptr, TRUE, FALSE, event.c_str()));
+    const unsigned threads = countThreads();
     const DWORD start = GetTickCount();
-    EXPECT_EQ(run(child("leave " + event)).first, "left\r\n");
+    EXPECT_EQ(run(child("leave " + event)).first, expected);
     const DWORD taken = GetTickCount() - start;
-    EXPECT_GE(taken, ProcessRunner::IDLE_PATIENCE) << "nothing held the pipe";
-    EXPECT_LE(taken, 6000u);
-    SetEvent(holderMayEnd.get());
+    SetEvent(mayEnd.get());
+    while (countThreads() > threads) Sleep(10);  // readers that were given up end now
+    return taken;
 }
 
-TEST(ProcessRunner, NoInputForTheProgram) {
+TEST_F(ProcessRunners, ProgramLeftBehindHoldsNothingUp) {
+    const DWORD taken = timeWithPipesHeld("left\r\n");
+    EXPECT_GE(taken, ProcessRunner::READER_IDLE_TIMEOUT_MS) << "the idle rule";
+    EXPECT_LE(taken, 6000u);
+    // Reads that cannot be cancelled, and waits that fail: the readers are given up.
+    {
+        FAILING(CancelSynchronousIo, FALSE);
+        EXPECT_LE(timeWithPipesHeld("no reader"), 6000u);
+    }
+    FAILING(WaitForMultipleObjects, WAIT_FAILED);
+    EXPECT_LE(timeWithPipesHeld("no reader"), 6000u);
+}
+
+TEST_F(ProcessRunners, NoInputForTheProgram) {
     OwnedHandle read, write;
     SECURITY_ATTRIBUTES inheritable = {sizeof inheritable, nullptr, TRUE};
-    CreatePipe(read.receive(), write.receive(), &inheritable, 0);
+    CreatePipe(read.put(), write.put(), &inheritable, 0);
     DWORD written = 0;
     WriteFile(write.get(), "x", 1, &written, nullptr);
     SetStdHandle(STD_INPUT_HANDLE, read.get());
     EXPECT_EQ(run(child("input")).first, "no input\r\n");
 }
 
-TEST(ProcessRunner, StandardHandlesAfterwards) {
-    for (const std::string& command : {child("nothing"), NO_PROGRAM}) {
-        const OwnedHandle output(CreateEventA(nullptr, FALSE, FALSE, nullptr));
-        const OwnedHandle error(CreateEventA(nullptr, FALSE, FALSE, nullptr));
-        SetStdHandle(STD_OUTPUT_HANDLE, output.get());
-        SetStdHandle(STD_ERROR_HANDLE, error.get());
-        EXPECT_EQ(run(command), (std::pair<std::string, std::string>()));
-        // Both are put back into the output slot, that of the error stream last.
-        EXPECT_EQ(GetStdHandle(STD_OUTPUT_HANDLE), error.get());
-        EXPECT_NE(GetStdHandle(STD_ERROR_HANDLE), error.get());
-    }
-}
+// What run returned, and whether standard output and standard error had a reader.
+using Ran = std::tuple<int, bool, bool>;
 
-TEST(ProcessRunner, ManyRunsLeaveNothing) {
-    run(child("nothing"));
+// Runs a program that does nothing; expects that no handle and no thread is left of it.
+Ran runChild() {
+    const StandardHandles standardHandles;
     const unsigned handles = countOpenHandles();
     const unsigned threads = countThreads();
-    const size_t runs = figure("ZELK_RUNS", 500);  // 10000 for the longer trial
-    for (size_t i = 0; i < runs; ++i) run(i % 4 == 0 ? child("nothing") : NO_PROGRAM);
+    Ran ran;
+    {
+        ProcessRunner runner("cmd /c rem", false, false, false);
+        const int result = runner.run(true, false);
+        runner.joinReaders();
+        ran = {result, runner.standardOutput() != nullptr, runner.standardError() != nullptr};
+    }
+    standardHandles.expectAsAfterARun();
     EXPECT_EQ(countOpenHandles(), handles);
     EXPECT_EQ(countThreads(), threads);
+    return ran;
+}
+
+TEST_F(ProcessRunners, FailuresOfTheSystem) {
+    EXPECT_EQ(runChild(), (Ran{0, true, true}));
+    for (const int call : {1, 2}) {
+        {
+            FAILING(CreatePipe, FALSE, call);
+            EXPECT_EQ(runChild(), (Ran{0, false, false}));
+        }
+        {
+            FAILING(DuplicateHandle, FALSE, call);
+            EXPECT_EQ(runChild(), (Ran{0, false, false}));
+        }
+        FAILING(SetStdHandle, FALSE, call);
+        ProcessRunner runner("cmd /c rem", false, false, false);
+        EXPECT_EQ(runner.run(true, false), 0);
+        EXPECT_EQ(runner.standardError(), nullptr);
+    }
+    FAILING(CreateProcessA, FALSE);
+    EXPECT_EQ(runChild(), (Ran{0, true, true}));
+}
+
+int threadStarts;
+int failingThreadStart;
+decltype(_beginthreadex)* beginThread;
+uintptr_t failToBeginThread(void* security, unsigned stack, _beginthreadex_proc_type function,
+                            void* argument, unsigned flags, unsigned* id) {
+    return ++threadStarts == failingThreadStart
+               ? 0
+               : beginThread(security, stack, function, argument, flags, id);
+}
+
+std::string failures;
+
+TEST_F(ProcessRunners, OnlyTheReaderOfStandardErrorDecides) {
+    const PatchedImport patch("_beginthreadex", failToBeginThread);
+    beginThread = patch.original<decltype(_beginthreadex)>();
+    threadStarts = 0;
+    threadFailureHook = [](int error) { failures += std::to_string(error) + ' '; };
+    failingThreadStart = 1;
+    EXPECT_EQ(runChild(), (Ran{0, false, true}));
+    failingThreadStart = 4;
+    EXPECT_EQ(runChild(), (Ran{THREAD_NOT_STARTED, true, false}));
+    ThreadRecord record;
+    EXPECT_EQ(startThread(nullptr, nullptr, record), THREAD_NO_FUNCTION);
+    threadFailureHook = nullptr;
+    EXPECT_EQ(failures, "5111 5111 5003 ");
 }
 
 }  // namespace

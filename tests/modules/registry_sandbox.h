@@ -13,6 +13,7 @@
 
 #include "run/run_settings.h"
 #include "services/owners.h"
+#include "services/system_library.h"
 
 using namespace std::string_literals;
 
@@ -20,17 +21,32 @@ class RegistrySandbox : public testing::Test {
   protected:
     RegistrySandbox() {
         resetRunSettings();
-        OwnedKey key;
-        RegCreateKeyA(HKEY_CURRENT_USER, scratch_.c_str(), key.receive());
-        RegOverridePredefKey(HKEY_LOCAL_MACHINE, key.get());
+        RegCreateKeyA(HKEY_CURRENT_USER, scratch_.c_str(), key_.put());
+        RegOverridePredefKey(HKEY_LOCAL_MACHINE, key_.get());
     }
     ~RegistrySandbox() override {
         RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
         RegDeleteTreeA(HKEY_CURRENT_USER, scratch_.c_str());
     }
 
+    // The scratch key's path in the whole registry, which links need.
+    std::wstring absolutePath() const {
+        char buffer[1024] = "";
+        ULONG size = 0;
+        queryKey(key_.get(), 3, buffer, sizeof buffer, &size);  // KeyNameInformation
+        const auto* bytes = reinterpret_cast<const ULONG*>(buffer);
+        return {reinterpret_cast<const wchar_t*>(bytes + 1), *bytes / sizeof(wchar_t)};
+    }
+
   private:
+    static LONG queryKey(HKEY key, int kind, void* out, ULONG room, ULONG* size) {
+        using QueryKey = LONG NTAPI(HKEY, int, void*, ULONG, ULONG*);
+        return findFunction<QueryKey>(GetModuleHandleA("ntdll.dll"), "NtQueryKey")(key, kind, out,
+                                                                                   room, size);
+    }
+
     const std::string scratch_ = "Software\\zelkpmreg-" + std::to_string(GetCurrentProcessId());
+    OwnedKey key_;
 };
 
 // What a step returns and prints; without a message library that is "[number]" on each line.
@@ -45,7 +61,7 @@ Outcome outcomeOf(Step step) {
 inline OwnedKey makeKey(const std::string& path, DWORD options = REG_OPTION_NON_VOLATILE) {
     OwnedKey key;
     RegCreateKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, options, MAXIMUM_ALLOWED, nullptr,
-                    key.receive(), nullptr);
+                    key.put(), nullptr);
     return key;
 }
 
@@ -59,18 +75,21 @@ inline void makeKeyWithout(REGSAM denied, const std::string& path) {
     LocalFree(security);
 }
 
-// data has its terminating zero, where there is to be one, inside.
+// data has its terminating zero, where there is to be one, inside; a zero behind it would be
+// stored.
 inline void putValue(const std::string& path, const char* name, DWORD type,
                      const std::string& data) {
-    RegSetValueExA(makeKey(path).get(), name, 0, type, reinterpret_cast<const BYTE*>(data.data()),
+    const std::string padded = data + 'Z';
+    RegSetValueExA(makeKey(path).get(), name, 0, type, reinterpret_cast<const BYTE*>(padded.data()),
                    static_cast<DWORD>(data.size()));
 }
 
 using Values = std::set<std::tuple<std::string, DWORD, std::string>>;  // name, type, data
+
 inline Values valuesOf(const std::string& path) {
     Values values;
     OwnedKey key;
-    RegOpenKeyA(HKEY_LOCAL_MACHINE, path.c_str(), key.receive());
+    RegOpenKeyA(HKEY_LOCAL_MACHINE, path.c_str(), key.put());
     for (DWORD i = 0;; ++i) {
         char name[300];
         BYTE data[3000];
@@ -88,5 +107,5 @@ inline void expectValues(const std::string& path, const Values& expected) {
 
 inline bool keyExists(const std::string& path) {
     OwnedKey key;
-    return RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, READ_CONTROL, key.receive()) == 0;
+    return RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, READ_CONTROL, key.put()) == 0;
 }

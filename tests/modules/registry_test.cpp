@@ -1,11 +1,17 @@
 #include "services/registry.h"
 
+#include "registration/copy_name_registry.h"
+#include "services/system_library.h"
+#include "tests/modules/import_patch.h"
 #include "tests/modules/registry_sandbox.h"
 
 namespace {
 
 class Registry : public RegistrySandbox {
   protected:
+    uint32_t deleteTree(const char* path, const char* except = nullptr) {
+        return registry.DeleteKeyTree(HKEY_LOCAL_MACHINE, path, 0, except);
+    }
     ZELKiRegistry registry;
 };
 
@@ -39,35 +45,36 @@ TEST_F(Registry, ResultsOfOpeningAndMaking) {
     EXPECT_EQ(made.SetValue("V", "x", 2, REG_SZ), 0u) << "a key that was made can be written to";
 }
 
-TEST_F(Registry, AdoptedKeysStayOpen) {
-    const OwnedKey adopted = makeKey("Adopted");
-    EXPECT_EQ(registry.Attach(adopted.get()), adopted.get());
-    EXPECT_FALSE(registry.IsOpen());
-    registry.Close();
-    ZELKiRegistry().Attach(adopted.get());
-    EXPECT_EQ(RegDeleteValueA(adopted.get(), "V"), ERROR_FILE_NOT_FOUND);
-}
-
 TEST_F(Registry, ValuesReadAsText) {
-    const std::string longText(300, 'x');
-    const std::tuple<DWORD, std::string, size_t, std::string> cases[] = {
-        {REG_SZ, "YES\0"s, 261, "YES"},
-        {REG_SZ, "2\0\0\0Fix Le"s, 261, "2"},
-        {REG_BINARY, "YES", 261, "YES"},
-        {REG_BINARY, "YES", 3, "YE"},
-        {REG_DWORD, "AB\0\0"s, 261, "AB"},
-        {REG_SZ, longText + '\0', 261, longText.substr(0, 260)},
-        {REG_BINARY, longText, 261, longText.substr(0, 260)}};
-    std::string out(400, '#');
-    for (const auto& [type, data, room, expected] : cases) {
+    const std::tuple<DWORD, std::string, size_t, bool, std::string> cases[] = {
+        {REG_SZ, "YES\0"s, 261, true, "YES"},
+        {REG_SZ, "YES", 261, true, "YES"},
+        {REG_SZ, "2\0\0\0Fix Le"s, 261, true, "2"},
+        {REG_BINARY, "YES", 3, true, "YE"},
+        {REG_BINARY, "YES", 2, false, ""},
+        {REG_DWORD, "AB\0\0"s, 261, true, "AB"},
+        {REG_SZ, std::string(260, 'x') + '\0', 261, true, std::string(260, 'x')},
+        // Longer than the buffer, and so not read, however short the text in it is
+        {REG_SZ, "YES\0"s + std::string(258, 'x'), 261, false, ""}};
+    for (const auto& [type, data, room, read, expected] : cases) {
+        std::string out(400, '#');
         putValue("K", "V", type, data);
         registry.Open(HKEY_LOCAL_MACHINE, "K", REGISTRY_READ);
-        EXPECT_TRUE(readRegistryText(registry, "V", out.data(), room));
+        EXPECT_EQ(readRegistryText(registry, "V", out.data(), room), read) << expected;
         EXPECT_EQ(out.c_str(), expected) << "type " << type;
         EXPECT_EQ(out[261], '#');
     }
-    EXPECT_FALSE(readRegistryText(registry, "Missing", out.data(), 261));
-    EXPECT_STREQ(out.c_str(), "");
+}
+
+TEST_F(Registry, WritesExactlyTheBytesThatAreGiven) {
+    const OwnedKey key = makeKey("K");
+    // A zero is behind the first text in memory; another byte is behind the second.
+    const std::pair<const char*, DWORD> cases[] = {{"YES", 3}, {"YESterday", 3}, {"YES", 4}};
+    for (const auto& [data, size] : cases) {
+        EXPECT_EQ(writeRegistryValue(key.get(), "V", REG_SZ, data, size), 0);
+        expectValues("K", {{"V", REG_SZ, std::string(data, size)}});
+    }
+    EXPECT_EQ(writeRegistryValue(key.get(), "V", REG_SZ, "", 4097), ERROR_NOT_ENOUGH_MEMORY);
 }
 
 TEST_F(Registry, CircularSearch) {
@@ -86,36 +93,74 @@ TEST_F(Registry, CircularSearch) {
         EXPECT_EQ(found, start != end) << name;
         EXPECT_EQ(index, end) << name;
     }
-    // A key that goes while it is held must not be searched for ever.
-    RegDeleteKeyA(HKEY_LOCAL_MACHINE, "K");
+    // Searches that could go on for ever: an error at every index, and a key that is gone
     bool found = true;
     unsigned index = 0;
+    {
+        FAILING(RegEnumValueA, ERROR_NO_SYSTEM_RESOURCES);
+        registry.FindValue("X", &found, &index);
+        EXPECT_LE(failing_RegEnumValueA.calls(), 2000);
+    }
+    RegDeleteKeyA(HKEY_LOCAL_MACHINE, "K");
     registry.FindValue("A", &found, &index);
+    ZELKiRegistry().FindValue("A", &found, &index);
     EXPECT_FALSE(found);
 }
 
 TEST_F(Registry, DeletedTrees) {
     for (const char* path : {"T\\Keep\\In", "T\\A\\B\\C", "T\\A\\D", "T\\Z"}) makeKey(path);
-    const auto deleteTree = [this](const char* path, const char* except) {
-        return registry.DeleteKeyTree(HKEY_LOCAL_MACHINE, path, 0, except);
-    };
-    EXPECT_EQ(deleteTree("", nullptr), DWORD{ERROR_BADKEY});
-    EXPECT_EQ(deleteTree(nullptr, nullptr), DWORD{ERROR_BADKEY});
-    EXPECT_EQ(deleteTree("Missing", nullptr), DWORD{ERROR_FILE_NOT_FOUND});
-    // The key above a spared one cannot go, and that is what is told.
+    EXPECT_EQ(deleteTree(""), DWORD{ERROR_BADKEY});
+    EXPECT_EQ(deleteTree(nullptr), DWORD{ERROR_BADKEY});
+    EXPECT_EQ(deleteTree("Missing"), DWORD{ERROR_FILE_NOT_FOUND});
+    // A path that is empty once the name is in it is not the root key's.
+    ZELKiCopyNameRegistry names;
+    const char* token = "$CurrentInstallationName$";
+    EXPECT_EQ(names.DeleteKeyTree(HKEY_LOCAL_MACHINE, token, 0, "", nullptr), DWORD{ERROR_BADKEY});
+    // The key above a spared one cannot go, and its code is returned.
     EXPECT_EQ(deleteTree("T", "Keep"), DWORD{ERROR_ACCESS_DENIED});
     EXPECT_TRUE(keyExists("T\\Keep\\In"));
     EXPECT_FALSE(keyExists("T\\A") || keyExists("T\\Z"));
     EXPECT_EQ(deleteTree("T", ""), 0u);
     EXPECT_FALSE(keyExists("T"));
     // A subkey that cannot be read keeps the keys above it, at any depth, and that is no failure.
-    // Its name is one character longer than Windows allows; Wine has it.
+    // Its name is one character longer than Windows allows; Wine accepts it.
     OwnedKey damaged;
     makeKey("T\\Z");
-    RegCreateKeyA(makeKey("T\\A\\B").get(), std::string(256, 'n').c_str(), damaged.receive());
-    EXPECT_EQ(deleteTree("T", nullptr), 0u);
-    EXPECT_TRUE(keyExists("T\\A\\B"));
+    RegCreateKeyA(makeKey("T\\A\\B").get(), std::string(256, 'n').c_str(), damaged.put());
+    EXPECT_EQ(deleteTree("T"), 0u);
+    EXPECT_EQ(keyExists("T\\A\\B"), damaged.get() != nullptr);
     EXPECT_FALSE(keyExists("T\\Z"));
+}
+
+// Makes a registry link to a path of the whole registry.
+void makeLink(const std::string& path, const std::wstring& target) {
+    OwnedKey link;
+    RegCreateKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, REG_OPTION_CREATE_LINK,
+                    KEY_ALL_ACCESS, nullptr, link.put(), nullptr);
+    RegSetValueExW(link.get(), L"SymbolicLinkValue", 0, REG_LINK,
+                   reinterpret_cast<const BYTE*>(target.c_str()),
+                   static_cast<DWORD>(target.size() * sizeof(wchar_t)));
+}
+
+bool linkExists(const std::string& path) {
+    OwnedKey key;
+    return RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), REG_OPTION_OPEN_LINK, KEY_READ,
+                         key.put()) == ERROR_SUCCESS;
+}
+
+TEST_F(Registry, LinksGoAndTheirTargetsStay) {
+    makeKey("Target\\Below");
+    makeKey("T\\Deep");
+    makeLink("T\\Out", absolutePath() + L"\\Target");
+    makeLink("T\\Deep\\Up", absolutePath() + L"\\T");
+    ASSERT_TRUE(keyExists("T\\Out\\Below") && keyExists("T\\Deep\\Up\\Deep"));
+    EXPECT_EQ(deleteTree("T"), 0u);
+    EXPECT_FALSE(linkExists("T"));
+    EXPECT_TRUE(keyExists("Target\\Below"));
+    makeLink("Top", absolutePath() + L"\\Target");
+    EXPECT_EQ(deleteTree("Top"), 0u);
+    EXPECT_FALSE(linkExists("Top"));
+    EXPECT_TRUE(keyExists("Target\\Below"));
 }
 
 }  // namespace

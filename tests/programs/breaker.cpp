@@ -1,7 +1,7 @@
 // Loaded into the program under test, ends it right after its n-th change to the registry, as a
-// power cut or an impatient administrator would. Whatever changes the registry, the program itself
-// or the ODBC installer in it, does so by way of kernelbase.dll, so that its imports are the one
-// place to watch.
+// power cut or an impatient administrator would. The program and the ODBC installer in it change
+// the registry through the imports of kernelbase.dll, and the program deletes keys by a function
+// that it looks up.
 #include <windows.h>
 #include <winternl.h>
 
@@ -50,11 +50,22 @@ LONG NTAPI watchDeleteValueKey(HANDLE key, UNICODE_STRING* name) {
     return counted(deleteValueKey(key, name));
 }
 
+using GetFunction = void* WINAPI(HMODULE, const char*);
+GetFunction* getProcAddress;
+
+void* WINAPI watchGetProcAddress(HMODULE module, const char* name) {
+    void* found = getProcAddress(module, name);
+    if (found != reinterpret_cast<void*>(deleteKey)) return found;
+    return reinterpret_cast<void*>(watchDeleteKey);
+}
+
+// Puts hook in the place of what importer (null: the program) imports.
 template <typename Function>
-void watch(const char* name, Function* hook, Function*& original) {
-    const auto base = reinterpret_cast<BYTE*>(GetModuleHandleA("kernelbase.dll"));
+void watch(const char* importer, const char* exporter, const char* name, Function* hook,
+           Function*& original) {
+    const auto base = reinterpret_cast<BYTE*>(GetModuleHandleA(importer));
     const auto target =
-        reinterpret_cast<ULONG_PTR>(findFunction<Function>(GetModuleHandleA("ntdll.dll"), name));
+        reinterpret_cast<ULONG_PTR>(findFunction<Function>(GetModuleHandleA(exporter), name));
     const auto headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(
         base + reinterpret_cast<const IMAGE_DOS_HEADER*>(base)->e_lfanew);
     const auto& table = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
@@ -78,9 +89,11 @@ BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
     char number[16] = "";
     GetEnvironmentVariableA("ZELK_BREAK_AFTER", number, sizeof number);
     changesLeft = atol(number);
-    watch("NtCreateKey", watchCreateKey, createKey);
-    watch("NtSetValueKey", watchSetValueKey, setValueKey);
-    watch("NtDeleteKey", watchDeleteKey, deleteKey);
-    watch("NtDeleteValueKey", watchDeleteValueKey, deleteValueKey);
-    return createKey && setValueKey && deleteKey && deleteValueKey;
+    constexpr const char* BASE = "kernelbase.dll";
+    watch(BASE, "ntdll.dll", "NtCreateKey", watchCreateKey, createKey);
+    watch(BASE, "ntdll.dll", "NtSetValueKey", watchSetValueKey, setValueKey);
+    watch(BASE, "ntdll.dll", "NtDeleteKey", watchDeleteKey, deleteKey);
+    watch(BASE, "ntdll.dll", "NtDeleteValueKey", watchDeleteValueKey, deleteValueKey);
+    watch(nullptr, "kernel32.dll", "GetProcAddress", watchGetProcAddress, getProcAddress);
+    return createKey && setValueKey && deleteKey && deleteValueKey && getProcAddress;
 }

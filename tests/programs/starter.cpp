@@ -1,9 +1,5 @@
 // Starts a command in an unusual way, waits for it and gives its exit code.
 //   starter closed COMMAND...          without standard handles
-//   starter invalid COMMAND...         with standard handles that are none
-//   starter detached COMMAND...        without a console
-//   starter console COMMAND...         with a console of its own
-//   starter with NAME=VALUE COMMAND... with a variable that Wine takes from its registry otherwise
 //   starter interrupted N COMMAND...   with breaker.dll, which ends it after N registry changes
 #include <windows.h>
 
@@ -15,10 +11,6 @@
 #include "services/system_library.h"
 
 namespace {
-
-HANDLE invalidHandle() {
-    return reinterpret_cast<HANDLE>(uintptr_t{0x76543210});
-}
 
 // Has the process, which is still suspended, load breaker.dll from the folder of this program.
 bool loadBreaker(HANDLE process) {
@@ -41,25 +33,15 @@ bool loadBreaker(HANDLE process) {
 
 int main(int argc, char** argv) {
     if (argc < 3) return 255;
-    const std::string way = argv[1];
-    const bool interrupted = way == "interrupted";
+    const bool interrupted = strcmp(argv[1], "interrupted") == 0;
     if (interrupted) SetEnvironmentVariableA("ZELK_BREAK_AFTER", argv[2]);
-    if (way == "with") _putenv(argv[2]);
 
     std::string command;
-    for (int i = interrupted || way == "with" ? 3 : 2; i < argc; ++i)
-        command += std::string("\"") + argv[i] + "\" ";
+    for (int i = interrupted ? 3 : 2; i < argc; ++i) command += std::string("\"") + argv[i] + "\" ";
     STARTUPINFOA startup = {};
     startup.cb = sizeof startup;
-    if (way == "closed" || way == "invalid") {
-        startup.dwFlags = STARTF_USESTDHANDLES;
-        if (way == "invalid") {
-            startup.hStdInput = startup.hStdOutput = startup.hStdError = invalidHandle();
-        }
-    }
-    DWORD flags = interrupted ? CREATE_SUSPENDED : 0;
-    if (way == "detached") flags = DETACHED_PROCESS;
-    if (way == "console") flags = CREATE_NEW_CONSOLE;
+    if (!interrupted) startup.dwFlags = STARTF_USESTDHANDLES;
+    const DWORD flags = interrupted ? CREATE_SUSPENDED : 0;
     PROCESS_INFORMATION process = {};
     if (!CreateProcessA(nullptr, command.data(), nullptr, nullptr, TRUE, flags, nullptr, nullptr,
                         &startup, &process)) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <sstream>
 #include <string>
@@ -62,7 +63,7 @@ TEST(CommandLine, Arguments) {
     const std::string path260(260, 'p');
     // clang-format off
     const std::pair<std::string, std::string> cases[] = {
-        {"", ""}, {"/?", "?"}, {"-?", ""}, {"-x|u|-|--v", ""}, {"-uninstall|-c|X", "u c=X"},
+        {"", ""}, {"/?", "?"}, {"/?x", "?"}, {"-?", ""}, {"-x|u|-|--v", ""}, {"-uninstall|-c|X", "u c=X"},
         {"-u|-r|-c|X", "ur! c=X"}, {"-r|-u|-c|X", "ur c=X"},
         // names
         {"-c|abc_123", " c=abc_123"}, {"-c", "?"}, {"-c||-s", "?s"}, {"-c|1abc", "?"},
@@ -114,7 +115,7 @@ std::string formatted(const char* format, size_t size) {
     memset(out, '#', sizeof out);
     const char* const arguments[] = {"one", "%d"};
     const size_t length = formatMessage(out, size, format, arguments, 2);
-    EXPECT_EQ(length, strlen(out)) << format;
+    EXPECT_EQ(std::min(length, size - 1), strlen(out)) << format;
     EXPECT_EQ(out[size], '#') << format;
     return out;
 }
@@ -125,15 +126,15 @@ TEST(MessageFormat, Conversions) {
         {"100%%", "100%"},
         {"[%-4s|%3s]", "[one | %d]"},
         {"%.2s", "on"},
-        {"%d %5u %x %ld %I64d %.2f", "0     0 0 0 0 0.00"},
-        {"<%p>", sizeof(void*) == 8 ? "<0000000000000000>" : "<00000000>"},
+        {"%d %5u %x %ld %I64d", "0     0 0 0 0"},
         {"a%nb%hn%s", "ab(null)"},
-        {"%*d|%.*s|%s", "0||(null)"},
-        {"%*s", "%d"},
         {"%-+ #0-+ #0-+ #0d|%c", "+0|"},
+        {"%.2f %p %*d %s", "%.2f %p %*d one"},  // not taken for conversions
         {"%y %-5k %", "%y %-5k %"}};
     for (const auto& [format, expected] : cases) EXPECT_EQ(formatted(format, 60), expected);
     EXPECT_EQ(formatted("%99999d", 60), std::string(59, ' '));
+    const FormattedMessage wide("%99999d%2000s", nullptr, 0);
+    EXPECT_EQ(wide.text(), std::string(999, ' ') + "0" + std::string(994, ' ') + "(null)");
 }
 
 TEST(MessageFormat, CutTexts) {
@@ -143,17 +144,8 @@ TEST(MessageFormat, CutTexts) {
     EXPECT_EQ(formatted("%s%s\n", 5), "one\n");
 }
 
-TEST(MessageFormat, ConsoleFormatsTheLineAgain) {
-    EXPECT_EQ(formatted("%%s %s %s %%%%\n", 60), "%s one %d %%\n");
-    char shown[60];
-    formatMessage(shown, sizeof shown, "%s one %d %%\n", nullptr, 0);
-    EXPECT_STREQ(shown, "(null) one 0 %\n");
-}
-
 void expectInstallDirectory(const std::string& executable, const std::string& expected) {
-    char withoutBackslash[261];
-    setInstallDirectory(executable.c_str(), withoutBackslash);
-    EXPECT_EQ(withoutBackslash, expected) << executable;
+    setInstallDirectory(executable.c_str());
     EXPECT_EQ(installDir, expected + "\\") << executable;
 }
 
@@ -173,8 +165,12 @@ TEST(InstallDirectory, InJapaneseASecondByteIsNoBackslash) {
     expectInstallDirectory("C:\\P\\\x95\\\\t.exe", "C:\\P");
     expectInstallDirectory("C:\\P\\bin\\\x95\\.exe", "C:\\P");
     char path[] = "C:\\\x95\\\\x\\";
+    cutTrailingBackslash(path);
     replaceBackslashes(path);
-    EXPECT_STREQ(path, "C:/\x95\\/x/");
+    EXPECT_STREQ(path, "C:/\x95\\/x");
+    char lead[] = "C:\\\x95\\";
+    cutTrailingBackslash(lead);
+    EXPECT_STREQ(lead, "C:\\\x95\\");
 }
 
 }  // namespace

@@ -1,3 +1,5 @@
+#include <windows.h>
+
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -5,8 +7,10 @@
 #include <string>
 #include <tuple>
 
+#include "registration/copy_name_registry.h"
 #include "services/command_builder.h"
-#include "services/registry.h"
+#include "services/same_name.h"
+
 #include "services/text.h"
 
 namespace {
@@ -36,14 +40,6 @@ TEST(Text, ResultsAndBounds) {
         EXPECT_STREQ(out, expected) << size;
         EXPECT_EQ(out[result == TEXT_INVALID ? 3 : size + 1], '#') << expected;
     }
-}
-
-TEST(Text, TrimmedCharacters) {
-    char text[] = "  x y  ";
-    EXPECT_STREQ(trimCharacters(text, " "), "x y");
-    EXPECT_STREQ(text, "  x y");  // the leading blanks stay
-    char blanks[] = "  ";
-    EXPECT_STREQ(trimCharacters(blanks, " "), "");
 }
 
 TEST(Text, CopyNameInAKeyPath) {
@@ -86,6 +82,17 @@ TEST(CommandBuilder, ProgramPart) {
     for (const std::string& longer : {full + "x", "x" + program, program + " "}) {
         EXPECT_EQ(buildCommandLine(longer.c_str(), markShortened, out, sizeof out), TEXT_CUT);
     }
+}
+
+TEST(SameName, ComparedAsInWindowsAlsoInJapanese) {
+    const std::tuple<const char*, const char*, bool> cases[] = {
+        {"D:/Name/", "d:/nAME/", true},
+        {"D:/Name/", "D:/Name", false},
+        {"co-op", "coop", false},
+        {"D:/\xDCnikat/", "d:/\xFCnikat/", GetACP() == 1252},
+        // Two-byte characters that differ in the second byte alone, 0x41 and 0x61
+        {"\x83\x41", "\x83\x61", GetACP() != 932}};
+    for (const auto& [left, right, same] : cases) EXPECT_EQ(isSameName(left, right), same) << left;
 }
 
 }  // namespace

@@ -1,0 +1,27 @@
+#include "services/system_command.h"
+
+#include "services/owners.h"
+#include "services/path.h"
+#include "services/text.h"
+
+void runSystemCommand(const char* command) {
+    char directory[PATH_BYTES] = "";
+    const UINT length = GetSystemDirectoryA(directory, sizeof directory);
+    char program[PATH_BYTES];
+    char line[2 * PATH_BYTES];
+    if (length == 0 || length >= sizeof directory ||
+        formatText(program, sizeof program, "%s\\cmd.exe", directory) != TEXT_OK ||
+        formatText(line, sizeof line, "\"%s\" /d /c %s", program, command) != TEXT_OK) {
+        return;
+    }
+    STARTUPINFOA startup = {};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION information = {};
+    if (!CreateProcessA(program, line, nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
+                        &information)) {
+        return;
+    }
+    const OwnedHandle process(information.hProcess);
+    const OwnedHandle mainThread(information.hThread);
+    WaitForSingleObject(process.get(), INFINITE);
+}

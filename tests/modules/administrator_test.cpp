@@ -1,0 +1,86 @@
+// Who counts as an administrator, and a program that does not know its own path.
+#include "driver/administrator.h"
+
+#include "driver/install_directory.h"
+#include "tests/modules/import_patch.h"
+#include "tests/modules/open_handles.h"
+#include "tests/modules/registry_sandbox.h"
+
+namespace {
+
+TEST(InstallDirectory, ProgramWithoutAPath) {
+    for (const DWORD length : {DWORD{0}, DWORD{261}}) {
+        FAILING(GetModuleFileNameA, length, EACH_CALL, ERROR_INSUFFICIENT_BUFFER);
+        EXPECT_EQ(outcomeOf([] { return deriveInstallDirectory(), 0; }).second,
+                  "Error getting executable name, directory not found.  Return code is 122\n");
+        EXPECT_STREQ(installDir, "\\");
+    }
+}
+
+struct Account {
+    bool member;
+    DWORD elevated;
+    bool linkedMember;
+    bool administrator;
+};
+Account account;
+
+BOOL WINAPI isMemberOfAdministrators(HANDLE token, PSID, PBOOL member) {
+    *member = token ? account.linkedMember : account.member;
+    return TRUE;
+}
+
+BOOL WINAPI queryToken(HANDLE, TOKEN_INFORMATION_CLASS kind, LPVOID out, DWORD, PDWORD size) {
+    *size = sizeof(TOKEN_LINKED_TOKEN);
+    if (!out) {
+        SetLastError(ERROR_INSUFFICIENT_BUFFER);
+        return FALSE;
+    }
+    if (kind == TokenElevation) *static_cast<DWORD*>(out) = account.elevated;
+    if (kind == TokenLinkedToken) {
+        static_cast<TOKEN_LINKED_TOKEN*>(out)->LinkedToken =
+            CreateEventA(nullptr, FALSE, FALSE, nullptr);
+    }
+    return TRUE;
+}
+
+class Administrators : public testing::Test {
+    const PatchedImport membership_{"CheckTokenMembership", isMemberOfAdministrators};
+    const PatchedImport information_{"GetTokenInformation", queryToken};
+};
+
+TEST_F(Administrators, KindsOfAccounts) {
+    for (const Account& test : {Account{true, 1, false, true}, Account{true, 0, false, true},
+                                Account{false, 0, true, true}, Account{false, 0, false, false},
+                                Account{false, 1, true, false}}) {
+        account = test;
+        const unsigned handles = countOpenHandles();
+        EXPECT_EQ(isUserAdministrator(), test.administrator);
+        EXPECT_EQ(countOpenHandles(), handles);
+    }
+}
+
+TEST_F(Administrators, NobodyIsOneWhenTheSystemFails) {
+    account = {false, 0, true, true};
+    EXPECT_TRUE(isUserAdministrator());
+#define EXPECT_NOBODY(...)                                   \
+    {                                                        \
+        FAILING(__VA_ARGS__);                                \
+        EXPECT_FALSE(isUserAdministrator()) << #__VA_ARGS__; \
+    }
+    EXPECT_NOBODY(AllocateAndInitializeSid, FALSE);
+    EXPECT_NOBODY(GetVersionExA, FALSE);
+    EXPECT_NOBODY(OpenThreadToken, FALSE, EACH_CALL, ERROR_ACCESS_DENIED);
+    EXPECT_NOBODY(OpenProcessToken, FALSE);
+    EXPECT_NOBODY(VirtualAlloc, nullptr, 1);
+    EXPECT_NOBODY(VirtualAlloc, nullptr, 2);
+    EXPECT_NOBODY(GetTokenInformation, TRUE, 1);  // of no size
+    EXPECT_NOBODY(GetTokenInformation, TRUE, 3);
+    for (int call = 1; call <= 4; ++call) {
+        EXPECT_NOBODY(GetTokenInformation, FALSE, call, ERROR_ACCESS_DENIED);
+    }
+    EXPECT_NOBODY(CheckTokenMembership, FALSE, 1);
+    EXPECT_NOBODY(CheckTokenMembership, FALSE, 2);
+}
+
+}  // namespace
