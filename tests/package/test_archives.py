@@ -59,7 +59,8 @@ def read(file):
 def test_contents(archive, package):
     entries = [e for e in zipfile.ZipFile(archive).infolist() if not e.is_dir()]
     assert {e.filename for e in entries} == {
-        "NOTICE", "README.md", "docs/administration.md", "docs/deployment.md",
+        "NOTICE", "README.md", "SECURITY.md", "CHANGELOG.md", "docs/administration.md",
+        "docs/deployment.md",
         *(file.relative_to(BUILT).as_posix() for file in BUILT.rglob("*") if file.is_file())}
     # Neither the time nor anything else of the machine on which they are built.
     assert {(e.date_time, e.extra) for e in entries} == {((2026, 1, 1, 0, 0, 0), b"")}

@@ -1,0 +1,3 @@
+@rem Checks the registration of the copy that this folder belongs to. Usage: verify.cmd /?
+@setlocal DisableDelayedExpansion
+@"%~dp0common.cmd" verify %*

@@ -1,0 +1,174 @@
+// What a program of the same user without elevation can plant, and a run of an administrator must
+// not start, load, fill or empty.
+#include <windows.h>
+
+#include <winioctl.h>
+
+#include <atomic>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <thread>
+
+#include "msg/message_ids.h"
+#include "tests/program/machine.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// Does something again and again while the object lives.
+class Racing {
+  public:
+    explicit Racing(std::function<void()> step)
+        : thread_([this, step] {
+              while (!ended_) step();
+          }) {}
+    ~Racing() {
+        ended_ = true;
+        thread_.join();
+    }
+
+  private:
+    std::atomic<bool> ended_{false};
+    std::thread thread_;
+};
+
+// Calls found with the name of a temporary file in the folder, if there is one.
+void findTemporary(const std::string& folder,
+                   const std::function<void(const std::string&)>& found) {
+    WIN32_FIND_DATAA data;
+    const HANDLE search = FindFirstFileA((folder + "\\ZEL*.tmp").c_str(), &data);
+    if (search == INVALID_HANDLE_VALUE) return;
+    FindClose(search);
+    found(data.cFileName);
+}
+
+// Points a folder to another one, as any user can on Windows; false where the system cannot.
+bool makeJunction(const std::string& path, const std::string& target) {
+    fs::create_directory(path);
+    const std::wstring name = L"\\??\\" + fs::path(target).wstring();
+    const auto bytes = static_cast<WORD>(name.size() * sizeof(wchar_t));
+    const auto word = [](size_t value) { return static_cast<wchar_t>(value); };
+    // REPARSE_DATA_BUFFER: tag, length, where the two names are, the names
+    const std::wstring data = {
+        word(0x0003), word(0xA000), word(bytes + 12u), 0, 0, word(bytes), word(bytes + 2u), 0};
+    const std::wstring buffer = data + name + L'\0' + L'\0';
+    const HANDLE folder =
+        CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+                    FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+    DWORD size = 0;
+    const bool made =
+        DeviceIoControl(folder, FSCTL_SET_REPARSE_POINT, const_cast<wchar_t*>(buffer.data()),
+                        bytes + 20u, nullptr, 0, &size, nullptr);
+    CloseHandle(folder);
+    return made;
+}
+
+class Attacks : public Machine {
+  protected:
+    Attacks() : plants(copy("Plants", {"plant.exe", "plant.dll"}) + "\\bin\\plant") {
+        fs::create_directories(att);
+        std::ofstream(victim) << "kept";
+    }
+    ~Attacks() override {
+        for (const auto& file : fs::recursive_directory_iterator(scratch))
+            EXPECT_NE(file.path().extension(), ".mark") << "a plant was used: " << file.path();
+        EXPECT_EQ(readFile(victim), "kept");
+        for (const char* variable : {"TMP", "PATH", "ComSpec"})
+            SetEnvironmentVariableA(variable, getenv(variable));
+    }
+    std::string plant(const std::string& path, const std::string& kind = ".exe") const {
+        CopyFileA((plants + kind).c_str(), path.c_str(), FALSE);
+        return path;
+    }
+    const std::string att = scratch + "\\att", victim = att + "\\victim";
+
+  private:
+    const std::string plants;  // their folder and name
+};
+
+TEST_F(Attacks, ProgramsAndLibrariesThatVariablesName) {
+    plant(att + "\\x.exe");
+    fs::create_directory(att + "\\x.exe.d");
+    for (const char* library : {"ZELKOSSE.dll", "shfolder.dll"})
+        plant(att + '\\' + library, ".dll");
+    SetEnvironmentVariableA("TMP", (att + "\\x.exe.d").c_str());
+    SetEnvironmentVariableA("PATH", (att + ';' + getenv("PATH")).c_str());
+    SetEnvironmentVariableA("ComSpec", plant(att + "\\processor.exe").c_str());
+    const Result done = run("-c MYCOPY", {.log = ""});
+    EXPECT_NE(done.console.find(message(MSG_DOTNET_NO_TEMPORARY_NAME)), std::string::npos);
+    EXPECT_TRUE(fs::is_empty(att + "\\x.exe.d"));
+    EXPECT_TRUE(run("-c MYCOPY -p", {.input = "\n"}).inputWasRead);
+}
+
+TEST_F(Attacks, CommandsOfTheUserBeforeThePause) {
+    constexpr char KEY[] = "Software\\Microsoft\\Command Processor";
+    char old[1024] = "";
+    DWORD size = sizeof old;
+    RegGetValueA(HKEY_CURRENT_USER, KEY, "AutoRun", RRF_RT_REG_SZ, nullptr, old, &size);
+    const std::string command = plant(att + "\\autorun.exe");
+    RegSetKeyValueA(HKEY_CURRENT_USER, KEY, "AutoRun", REG_SZ, command.c_str(),
+                    static_cast<DWORD>(command.size() + 1));
+    EXPECT_TRUE(run("-u -c MYCOPY -p", {.input = "\n"}).inputWasRead);
+    RegDeleteKeyValueA(HKEY_CURRENT_USER, KEY, "AutoRun");
+    if (*old) RegSetKeyValueA(HKEY_CURRENT_USER, KEY, "AutoRun", REG_SZ, old, size);
+}
+
+// Another program fills each new temporary file with a program, and links the name of its copy to a
+// file that it could not write to itself; or it points the folder to another one meanwhile.
+TEST_F(Attacks, RacesForTheTemporaryFile) {
+    const std::string program = readFile(plant(att + "\\program")), junction = att + "\\junction";
+    const std::string one = scratch + "\\temp", two = att + "\\two";
+    fs::create_directory(two);
+    const bool junctions = makeJunction(junction, one);
+    for (int round = 0; round < 10; ++round) {
+        const bool byJunction = junctions && round % 4 < 2;
+        if (byJunction) SetEnvironmentVariableA("TMP", junction.c_str());
+        const Racing racing([&] {
+            findTemporary(one, [&](const std::string& found) {
+                const std::string file = (byJunction ? two : one) + '\\' + found;
+                CreateHardLinkA((file + ".exe").c_str(), victim.c_str(), nullptr);
+                std::ofstream(file, std::ios::binary) << program;
+                if (!byJunction) return;
+                RemoveDirectoryA(junction.c_str());
+                makeJunction(junction, two);
+            });
+        });
+        EXPECT_EQ(run(round % 2 == 0 ? "-c MYCOPY" : "-u -c MYCOPY").code, 0);
+        SetEnvironmentVariableA("TMP", one.c_str());
+        if (byJunction && RemoveDirectoryA(junction.c_str())) makeJunction(junction, one);
+    }
+    RemoveDirectoryA(junction.c_str());
+    if (!junctions) GTEST_SKIP() << "There are no junctions here: the other races were run.";
+}
+
+TEST_F(Attacks, DefaultLogThatIsALink) {
+    const std::string console = run("-u -c MYCOPY", {.log = ""}).console;
+    const size_t end = console.find("\\quenlet-"), begin = console.rfind(' ', end) + 1;
+    ASSERT_NE(end, std::string::npos);
+    const std::string logs = console.substr(begin, end - begin);
+    const bool mine = fs::create_directory(logs);
+    std::vector<std::string> links;
+    for (time_t second = time(nullptr); links.size() < 10; ++second) {
+        std::string stamp = asctime(localtime(&second));
+        std::replace(stamp.begin(), stamp.end(), ':', '_');
+        if (stamp[8] == '0') stamp[8] = ' ';
+        links.push_back(logs + "\\quenlet-" + stamp.substr(0, 24) + ".log");
+        ASSERT_TRUE(CreateHardLinkA(links.back().c_str(), victim.c_str(), nullptr));
+    }
+    const auto expectRefused = [&] {
+        const Result result = run("-c MYCOPY", {.log = ""});
+        EXPECT_EQ(result.code, -111);
+        EXPECT_EQ(result.console, "Could not open log file. error: 5");
+        EXPECT_EQ(ours(), Registry());
+    };
+    expectRefused();
+    for (const std::string& link : links) DeleteFileA(link.c_str());
+    if (!mine || !RemoveDirectoryA(logs.c_str()) || !makeJunction(logs, att)) return;
+    expectRefused();
+    RemoveDirectoryA(logs.c_str());
+}
+
+}  // namespace
