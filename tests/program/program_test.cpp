@@ -259,6 +259,7 @@ TEST_F(Odbc, RemovalComesToAnEnd) {
 TEST_F(Odbc, Traces) {
     shown_ = "^[>=]|^ZELKOSSE";
     lay(folder, {standIn, "ZELKOSSE.dll"});
+    put({SOURCES + " | " + MARK + " = 1:Another"});  // without any, there may be no key
     zelkpmreg("-c MYCOPY");
     zelkpmreg("-r -c MYCOPY", {.orders = "remove-fails=1 record=2"});
     put({SOURCES + " | " + MARK + " = 1:" + driver});
