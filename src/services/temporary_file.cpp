@@ -5,6 +5,7 @@
 
 #include "services/command_builder.h"
 #include "services/plain_file.h"
+#include "services/same_name.h"
 #include "services/text.h"
 
 namespace {
@@ -46,6 +47,11 @@ bool toAnsi(const wchar_t* path, char (&out)[PATH_BYTES]) {
     return WideCharToMultiByte(CP_ACP, flags, path, -1, out, PATH_BYTES, nullptr,
                                flags ? &replaced : nullptr) != 0 &&
            !replaced;
+}
+
+const char* lastComponent(const char* path) {
+    const char* backslash = findLastBackslash(path);
+    return backslash ? backslash + 1 : path;
 }
 
 OwnedHandle openWithoutLinks(const char* path, DWORD access, DWORD share, DWORD disposition) {
@@ -122,7 +128,13 @@ bool HeldTemporaryFile::choosePath() {
     FinalPath final;
     if (!readFinalPath(file_.get(), final) || !isLocal(final)) return false;
     if (isWithoutLinks(path_, final)) return true;
-    return toAnsi(final.text + FINAL_PREFIX_LENGTH, path_) && !holdsProgramSuffix(path_);
+    char named[PATH_BYTES];
+    // With another name it is not the file that was created, but one that a link led to since.
+    if (!toAnsi(final.text + FINAL_PREFIX_LENGTH, named) || holdsProgramSuffix(named) ||
+        !isSameName(lastComponent(named), lastComponent(path_))) {
+        return false;
+    }
+    return copyText(path_, named) == TEXT_OK;
 }
 
 void HeldTemporaryFile::remove() {
@@ -131,9 +143,9 @@ void HeldTemporaryFile::remove() {
 }
 
 bool copyWithoutLinks(const char* source, const char* target) {
-    const OwnedHandle from =
-        ownFile(CreateFileA(source, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                            FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
+    const OwnedHandle from = ownFile(
+        CreateFileA(source, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                    nullptr, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
     if (!from || !makeRoom(target)) return false;
     const OwnedHandle to = openWithoutLinks(target, GENERIC_WRITE | DELETE, 0, CREATE_NEW);
     if (!to) return false;
