@@ -41,8 +41,8 @@ OwnedHandle holdFolder(const char* folder) {
     return held;
 }
 
-// True when the file is at path. An empty folder can be made a link while it is held: what is
-// opened by a path through it is then somewhere else.
+// True when the file is at path. An empty folder can be turned into a link even while it is held; a
+// path through it then opens a file somewhere else.
 bool isAt(HANDLE file, const FinalPath& path) {
     FinalPath opened;
     return readFinalPath(file, opened) &&
@@ -104,7 +104,7 @@ FILE* openLogWithoutLinks(const char* path) {
     cutLastComponent(folder);
     const OwnedHandle held = holdFolder(folder);
     if (!held) {
-        // What the open of the file itself would have given.
+        // The error that opening the file itself would give.
         if (GetLastError() == ERROR_FILE_NOT_FOUND) SetLastError(ERROR_PATH_NOT_FOUND);
         return nullptr;
     }
