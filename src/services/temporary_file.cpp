@@ -5,6 +5,7 @@
 
 #include "services/command_builder.h"
 #include "services/plain_file.h"
+#include "services/same_name.h"
 #include "services/text.h"
 
 namespace {
@@ -12,8 +13,8 @@ namespace {
 constexpr wchar_t FINAL_PREFIX[] = L"\\\\?\\";
 constexpr size_t FINAL_PREFIX_LENGTH = 4;
 
-// True for the final path of a file on a disk of this computer. The server of a network folder can
-// show an empty file first and a program later.
+// True for the final path of a file on a disk of this computer. A server could return an empty file
+// first and a program later.
 bool isLocal(const FinalPath& path) {
     const wchar_t* drive = path.text + FINAL_PREFIX_LENGTH;
     if (wcsncmp(path.text, FINAL_PREFIX, FINAL_PREFIX_LENGTH) != 0 || wcslen(drive) < 3 ||
@@ -25,7 +26,7 @@ bool isLocal(const FinalPath& path) {
 }
 
 // True when no link is in path: its long form is then the final path. The held file keeps every
-// folder of the final path from being renamed, so that this remains so.
+// folder of the final path from being renamed, so this stays true.
 bool isWithoutLinks(const char* path, const FinalPath& final) {
     FinalPath asWritten;
     FinalPath longForm;
@@ -38,14 +39,19 @@ bool isWithoutLinks(const char* path, const FinalPath& final) {
                CSTR_EQUAL;
 }
 
-// Writes path in the ANSI code page to out; false when that has no such characters.
+// Writes path in the ANSI code page to out. False when the code page cannot represent it.
 bool toAnsi(const wchar_t* path, char (&out)[PATH_BYTES]) {
-    // Only this flag keeps the system from taking similar characters; UTF-8 has all, and no flags.
+    // Without the flag Windows substitutes similar characters. UTF-8 does not accept it.
     const DWORD flags = GetACP() == CP_UTF8 ? 0 : WC_NO_BEST_FIT_CHARS;
     BOOL replaced = FALSE;
     return WideCharToMultiByte(CP_ACP, flags, path, -1, out, PATH_BYTES, nullptr,
                                flags ? &replaced : nullptr) != 0 &&
            !replaced;
+}
+
+const char* lastComponent(const char* path) {
+    const char* backslash = findLastBackslash(path);
+    return backslash ? backslash + 1 : path;
 }
 
 OwnedHandle openWithoutLinks(const char* path, DWORD access, DWORD share, DWORD disposition) {
@@ -84,8 +90,8 @@ bool copyContents(HANDLE source, HANDLE target) {
 }  // namespace
 
 int makeTempFileName(const char* prefix, char* out) {
-    // The early returns report success deliberately: a machine without a temporary folder is left
-    // to the callers, who see that out is still empty.
+    // The early returns report success deliberately: callers notice that a temporary folder is
+    // missing because out stays empty.
     const OwnedBuffer path(static_cast<char*>(calloc(PATH_BYTES, 1)));
     if (!path) return 0;
     const DWORD length = GetTempPathA(PATH_BYTES, path.get());
@@ -122,7 +128,13 @@ bool HeldTemporaryFile::choosePath() {
     FinalPath final;
     if (!readFinalPath(file_.get(), final) || !isLocal(final)) return false;
     if (isWithoutLinks(path_, final)) return true;
-    return toAnsi(final.text + FINAL_PREFIX_LENGTH, path_) && !holdsProgramSuffix(path_);
+    char named[PATH_BYTES];
+    // A file of another name is not the one that was created: a link was set in between.
+    if (!toAnsi(final.text + FINAL_PREFIX_LENGTH, named) || holdsProgramSuffix(named) ||
+        !isSameName(lastComponent(named), lastComponent(path_))) {
+        return false;
+    }
+    return copyText(path_, named) == TEXT_OK;
 }
 
 void HeldTemporaryFile::remove() {
@@ -131,9 +143,9 @@ void HeldTemporaryFile::remove() {
 }
 
 bool copyWithoutLinks(const char* source, const char* target) {
-    const OwnedHandle from =
-        ownFile(CreateFileA(source, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                            FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
+    const OwnedHandle from = ownFile(
+        CreateFileA(source, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                    nullptr, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
     if (!from || !makeRoom(target)) return false;
     const OwnedHandle to = openWithoutLinks(target, GENERIC_WRITE | DELETE, 0, CREATE_NEW);
     if (!to) return false;
