@@ -1,11 +1,11 @@
-"""Each language on a system of that language: choice, texts as programs get them, the console."""
+"""Each language on a system of that language, and on its terminal."""
 import os
 import re
 
 import check_sources
 import pytest
-from support.machine import PREFIX
-from support.wine import ROOT, on_terminal, system
+from machine import LOG, PREFIX, Machine, system, texts
+from wine import ROOT, on_terminal
 
 # Code of -i, locale folder, locale of the machine.
 LANGUAGES = """
@@ -15,64 +15,29 @@ JP ja_jp ja_JP  KR ko_kr ko_KR  NL nl_nl nl_NL  NO no_no nb_NO  PL pl_pl pl_PL  
 RU ru_ru ru_RU  HR hr_hr hr_HR  SK sk_sk sk_SK  SE sv_se sv_SE  TR tr_tr tr_TR  SL sl_si sl_SI
 TW Zh_tw zh_TW  FR fr_fr fr_FR  BR pt_br pt_BR  CN zh_cn zh_CN  PT pt_pt pt_PT
 """.split()
-LANGUAGES = list(zip(*[iter(LANGUAGES)] * 3))
-IDS = check_sources.ids(ROOT / "msg")
+REFUSED = ["-u", "-c", "MYCOPY"]
 
 
-def source(locale):
-    """(code page, texts) of a locale folder as it is named in the source tree."""
-    locale = {"en_us": "en_US"}.get(locale, locale)
-    texts = check_sources.texts(ROOT / "msg" / locale / "zelkpmreg.rc")
-    return f"cp{check_sources.PAGES[locale]}", dict(texts)
-
-
-@pytest.mark.parametrize("code, locale, name", LANGUAGES, ids=[row[1] for row in LANGUAGES])
-def test_language_of_the_system(machine, code, locale, name):
-    page, texts = source(locale)
-    environment = {"LC_ALL": f"{name}.UTF-8"}
-    done = machine.run("-u", "-c", "MYCOPY", env=environment, encoding=page)
-    assert done.code == -102
-    library = f"{machine.default}\\msg\\{locale}\\zelkpmreg.dll"
-    assert done.lines() == [texts["MSG_LANGUAGE"] % locale, texts["MSG_LIBRARY"] % library,
-                            texts["MSG_LOG_FILE"] % r"C:\zelk\run.log",
-                            texts["MSG_COPY_UNKNOWN"] % "MYCOPY"]
+@pytest.mark.parametrize("code, locale, name", list(zip(*[iter(LANGUAGES)] * 3)))
+def test_language_of_the_system(code, locale, name):
+    machine = Machine()
+    folder = locale.replace("en_us", "en_US")
+    page, own = f"cp{check_sources.PAGES[folder]}", texts(folder)
+    options = {"env": {"LC_ALL": f"{name}.UTF-8"}, "encoding": page}
+    done = machine.run(*REFUSED, codes=[-102], **options)
+    library = f"{machine.folder}\\msg\\{locale}\\zelkpmreg.dll"
+    assert done.log == [own["MSG_LANGUAGE"] % locale, own["MSG_LIBRARY"] % library,
+                        own["MSG_LOG_FILE"] % LOG, own["MSG_COPY_UNKNOWN"] % "MYCOPY"]
     assert done.console == done.log
-
-    shown = machine.standin("strings", library, *IDS.values(), env=environment)
-    got = dict(line.split(" ") for line in shown.stdout.decode().splitlines())
-    for identifier, text in texts.items():
-        assert bytes.fromhex(got[str(IDS[identifier])]).decode(page) == text, identifier
-
-    # The same language by its code, in any case, on a system of another language.
-    other = machine.run("-i", code.swapcase(), "-u", "-c", "MYCOPY", env={"LC_ALL": "fr_CA.UTF-8"})
-    assert f"\\msg\\{locale}\\zelkpmreg.dll" in other.log
+    assert machine.run("-h", **options).console == own["MSG_USAGE"].splitlines()
+    # The same language by its code on a system of a language that the program does not have.
+    done = machine.run("-i", code, *REFUSED, codes=[-102], env={"LC_ALL": "fr_CA.UTF-8"})
+    assert done.log[1].endswith(library)
 
 
-@pytest.mark.parametrize("name, code, locale", [
-    ("fr_CA", "", "en_US"), ("hi_IN", "", "en_US"), ("zh_SG", "", "en_US"), ("en_GB", "", "en_us"),
-    ("es_MX", "", "es_es"), ("de_DE", "xx", "de_de"), ("de_DE", "EN", "en_us")])
-def test_language_that_is_not_the_systems_own(machine, name, code, locale):
-    options = ["-i", code] if code else []
-    done = machine.run(*options, "-u", "-c", "MYCOPY", env={"LC_ALL": f"{name}.UTF-8"})
-    assert done.lines()[0].endswith(f" {locale}"), done.log
-
-
-def test_language_that_is_not_installed(machine):
-    folder = machine.copy("Without German")
-    (machine.path(folder) / "msg" / "de_de" / "zelkpmreg.dll").unlink()
-    done = machine.run("-i", "DE", "-u", "-c", "MYCOPY", folder=folder)
-    assert done.lines()[0] == (
-        "The specified language de_de is not installed.  Falling back on en_US")
-    assert "\\msg\\en_US\\" in done.log and done.code == -102
-
-
-@pytest.mark.parametrize("locale, name", [("de_de", "de_DE"), ("ru_ru", "ru_RU"),
-                                          ("el_gr", "el_GR"), ("ar_aa", "ar_SA"),
-                                          ("ja_jp", "ja_JP")])
-def test_console_shows_the_text_as_written(machine, locale, name):
-    _, texts = source(locale)
-    tool = f"{machine.default}\\bin\\zelkpmreg.exe"
-    command = [ROOT / "scripts/wine.sh", tool, "-l", r"C:\zelk\run.log", "-u", "-c", "MYCOPY"]
+@pytest.mark.parametrize("locale, name", [("ru_ru", "ru_RU"), ("ja_jp", "ja_JP")])
+def test_terminal_shows_the_text_as_written(locale, name):
+    command = [ROOT / "scripts/wine.sh", f"{Machine().folder}\\bin\\zelkpmreg.exe", *REFUSED]
     _, shown = on_terminal(command, {**os.environ, **system(name), "WINEPREFIX": str(PREFIX)})
     plain = re.sub(r"\x1b\[[0-9;?]*[a-zA-Z]|\x1b\][^\a]*\a|[\r\n]", "", shown.decode("utf-8"))
-    assert texts["MSG_COPY_UNKNOWN"] % "MYCOPY" in plain, plain
+    assert texts(locale)["MSG_COPY_UNKNOWN"] % "MYCOPY" in plain, plain

@@ -1,25 +1,25 @@
-// Somebody else's library or program that lies where the program under test must not look: it says
-// in a file that it was loaded or run.
+// Somebody else's library or program where the program under test must not look: its own path and
+// ".mark" is a file once it was loaded or run.
 #include <windows.h>
 
 #include <cstdio>
+#include <string>
 
 namespace {
 
-void leaveMark() {
-    if (FILE* mark = fopen("C:\\zelk\\plant.mark", "a")) {
-        fprintf(mark, "%s\n", GetCommandLineA());
-        fclose(mark);
-    }
+void leaveMark(HMODULE module) {
+    char path[MAX_PATH] = "";
+    GetModuleFileNameA(module, path, MAX_PATH);
+    if (FILE* mark = fopen((path + std::string(".mark")).c_str(), "a")) fclose(mark);
 }
 
 }  // namespace
 
-BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
-    if (reason == DLL_PROCESS_ATTACH) leaveMark();
+BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID) {
+    if (reason == DLL_PROCESS_ATTACH) leaveMark(module);
     return TRUE;
 }
 
 int main() {
-    leaveMark();
+    leaveMark(nullptr);
 }
