@@ -63,15 +63,19 @@ exit /b
 :export
 rem Exports what a run may change to the folder %1.
 mkdir "%state%\%1" >nul 2>&1
-for %%v in (64 32) do (
-    call :export_key %1 %%v "SOFTWARE\Orvane"
-    call :export_key %1 %%v "SOFTWARE\ODBC"
-    call :export_key %1 %%v "SOFTWARE\Microsoft\MSDTC\XADLL"
-    call :export_key %1 %%v "SOFTWARE\Microsoft\Windows\CurrentVersion\Uninstall"
-    call :export_key %1 %%v "SOFTWARE\Classes\CLSID\{5D3C9B7A-1F60-4E8B-9B5E-0A7C31E6D2F4}"
-)
+call :for_each_key export_key %1
 mkdir "%report%\%1" >nul 2>&1
 copy /y "%state%\%1\*.reg" "%report%\%1" >nul 2>&1
+exit /b
+
+:for_each_key
+for %%v in (64 32) do (
+    call :%1 %2 %%v "SOFTWARE\Orvane"
+    call :%1 %2 %%v "SOFTWARE\ODBC"
+    call :%1 %2 %%v "SOFTWARE\Microsoft\MSDTC\XADLL"
+    call :%1 %2 %%v "SOFTWARE\Microsoft\Windows\CurrentVersion\Uninstall"
+    call :%1 %2 %%v "SOFTWARE\Classes\CLSID\{5D3C9B7A-1F60-4E8B-9B5E-0A7C31E6D2F4}"
+)
 exit /b
 
 :export_key
@@ -86,12 +90,17 @@ set "refused=yes"
 echo Cannot export HKLM\%~3
 exit /b
 
+:import_key
+set "file=%state%\%1\%~n3-%2.reg"
+if exist "%file%" %reg% import "%file%" /reg:%2 >nul 2>&1
+exit /b
+
 :put_back
 for %%b in (64 32) do rd /s /q "%SystemDrive%\zelkpmreg-tests-%%b" >nul 2>&1
 for /f "delims=" %%k in ('%reg% query HKCU\Software 2^>nul ^| %system%\find.exe "\zelkpmreg-"') do %reg% delete "%%k" /f >nul 2>&1
 call :export now
 "%checks%" clean "%state%\before" "%state%\now"
-for %%v in (64 32) do for %%f in ("%state%\before\*-%%v.reg") do %reg% import "%%f" /reg:%%v >nul 2>&1
+call :for_each_key import_key before
 call :export restored
 "%checks%" compare Registry.PutBack "%state%\before" "%state%\restored"
 if not errorlevel 1 goto all_put_back

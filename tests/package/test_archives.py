@@ -4,7 +4,6 @@ import hashlib
 import os
 import re
 import shutil
-import subprocess
 import zipfile
 
 import pefile
@@ -22,20 +21,6 @@ BUILT = ROOT / "build" / PRESET / "package"
 GUARD = bytes.fromhex("157c4a7f")
 
 pytestmark = pytest.mark.both
-
-
-@pytest.fixture(scope="module")
-def archive():
-    """Made from a copy of the sources in a folder with a longer path and no history."""
-    sources = ROOT / "build" / f"elsewhere {PRESET}" / "a longer path"
-    shutil.rmtree(sources.parent, ignore_errors=True)
-    shutil.copytree(ROOT, sources, ignore=shutil.ignore_patterns("build", "dist", ".git"))
-    done = subprocess.run([sources / "scripts/release.sh", PRESET], capture_output=True, text=True,
-                          env={**os.environ, "SOURCE_DATE_EPOCH": "1767225600"})
-    assert done.returncode == 0, done.stdout + done.stderr
-    (archive,) = (sources / "dist").glob("*.zip")
-    yield archive
-    shutil.rmtree(sources.parent)
 
 
 @pytest.fixture(scope="module")
