@@ -19,7 +19,7 @@ mkdir "%state%" >nul 2>&1
 rem No second start can write to this file before the first one ends.
 call :locked 2>"%state%\errors.txt"
 if not defined started echo Run as administrator, and only once at a time. Cannot write to %state%
-if not exist "%state%\before\complete" rd /s /q "%state%" >nul 2>&1
+if defined started if not exist "%state%\before\complete" rd /s /q "%state%" >nul 2>&1
 %system%\cmd.exe /d /c exit %code%
 goto :eof
 
@@ -27,6 +27,7 @@ goto :eof
 set "started=yes"
 for /l %%n in (99,-1,1) do if not exist "%here%report-%%n" set "report=%here%report-%%n"
 mkdir "%report%"
+if not exist "%report%\." echo Cannot create "%report%"
 if not exist "%report%\." exit /b
 cd /d "%report%"
 if exist "%state%\before\complete" (
@@ -40,7 +41,7 @@ if defined refused exit /b
 rd /s /q "%state%\before" >nul 2>&1
 call :export before
 if defined refused exit /b
-echo %report%>"%state%\before\complete"
+echo yes>"%state%\before\complete"
 call :describe >machine.txt 2>&1
 for %%p in (unit module program) do "%checks%" run %%p_tests "%here%tests\%%p_tests.exe"
 call :export after
@@ -48,14 +49,13 @@ call :export after
 call :put_back
 "%checks%" total
 if not errorlevel 1 set "code=0"
-echo The report is in %report%
 exit /b
 
 :refuse_if_in_use
 for %%v in (64 32) do (
     %reg% query HKLM\SOFTWARE\Orvane /reg:%%v >nul 2>&1
     if not errorlevel 1 set "refused=HKLM\SOFTWARE\Orvane"
-    for /f "delims=" %%k in ('%reg% query HKLM\SOFTWARE\ODBC\ODBCINST.INI /reg:%%v 2^>nul ^| %system%\find.exe "ORVANE PELLIMAR"') do set "refused=%%k"
+    for /f "delims=" %%k in ('%reg% query HKLM\SOFTWARE\ODBC\ODBCINST.INI /reg:%%v 2^>nul ^| %system%\find.exe "ORVANE PELLIMAR"') do set "refused=HKLM\SOFTWARE\ODBC\ODBCINST.INI"
 )
 if defined refused echo Nothing was changed: the package is in use on this machine. %refused%
 exit /b

@@ -4,7 +4,7 @@
 //   checks compare NAME OLD NEW     names the values of exported keys that are not the same
 //   checks clean OLD NEW            removes keys and values that are in NEW only
 //   checks about                    prints versions
-//   checks total                    prints the sums; ends with 0 if nothing failed
+//   checks total                    prints the sums, and ends with 0 if nothing failed
 // The current folder is that of the report; each check is a line of checks.txt there, too.
 #include <windows.h>
 
@@ -266,6 +266,7 @@ int total() {
     }
     printf("%d passed, %d failed", passed, failed);
     printf(skipped > 0 ? ", %d skipped\n" : "\n", skipped);
+    printf("The report is in %ls\n", std::filesystem::current_path().c_str());
     return failed > 0 || passed == 0;
 }
 

@@ -165,7 +165,7 @@ void ProcessRunner::giveReadersUp() {
 
 void ProcessRunner::joinReaders() {
     constexpr DWORD POLL_MS = 100;
-    constexpr DWORD CANCEL_AT = READER_JOIN_TIMEOUT_MS - READER_CANCEL_TIMEOUT_MS;
+    constexpr DWORD CANCEL_AT = READER_JOIN_TIMEOUT_MS - READER_CANCEL_TIMEOUT_MS - POLL_MS;
     if (!shared) return;
     DWORD ended = GetTickCount();
     DWORD cancelled = 0;  // milliseconds after ended; 0 before the first cancellation

@@ -59,6 +59,18 @@ OwnedHandle openWithoutLinks(const char* path, DWORD access, DWORD share, DWORD 
                                FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
 }
 
+// A virus scanner may have the new file open for a moment.
+OwnedHandle openNewFile(const char* path) {
+    constexpr int MOST_TRIES = 20;
+    constexpr DWORD PAUSE_MS = 25;
+    for (int tries = 1;; ++tries) {
+        OwnedHandle file =
+            openWithoutLinks(path, GENERIC_READ | DELETE, FILE_SHARE_READ, OPEN_EXISTING);
+        if (file || GetLastError() != ERROR_SHARING_VIOLATION || tries == MOST_TRIES) return file;
+        Sleep(PAUSE_MS);
+    }
+}
+
 bool deleteOpenFile(HANDLE file) {
     FILE_DISPOSITION_INFO disposition = {TRUE};
     return SetFileInformationByHandle(file, FileDispositionInfo, &disposition, sizeof disposition);
@@ -85,6 +97,18 @@ bool copyContents(HANDLE source, HANDLE target) {
             return false;
         }
     }
+}
+
+// As CopyFile: the attributes and the time of the last write; 0 leaves the others as they are.
+bool copyTimes(HANDLE source, HANDLE target) {
+    FILE_BASIC_INFO information = {};
+    if (!GetFileInformationByHandleEx(source, FileBasicInfo, &information, sizeof information)) {
+        return false;
+    }
+    information.CreationTime.QuadPart = 0;
+    information.LastAccessTime.QuadPart = 0;
+    information.ChangeTime.QuadPart = 0;
+    return SetFileInformationByHandle(target, FileBasicInfo, &information, sizeof information);
 }
 
 }  // namespace
@@ -118,7 +142,7 @@ int toShortPath(const char* path, char* out) {
 
 bool HeldTemporaryFile::make(const char* prefix) {
     if (makeTempFileName(prefix, path_) != 0 || path_[0] == '\0') return false;
-    file_ = openWithoutLinks(path_, GENERIC_READ | DELETE, FILE_SHARE_READ, OPEN_EXISTING);
+    file_ = openNewFile(path_);
     LARGE_INTEGER size = {};
     return file_ && isPlainFile(file_.get()) && GetFileSizeEx(file_.get(), &size) &&
            size.QuadPart == 0 && choosePath();
@@ -149,12 +173,7 @@ bool copyWithoutLinks(const char* source, const char* target) {
     if (!from || !makeRoom(target)) return false;
     const OwnedHandle to = openWithoutLinks(target, GENERIC_WRITE | DELETE, 0, CREATE_NEW);
     if (!to) return false;
-    FILE_BASIC_INFO information = {};
-    if (copyContents(from.get(), to.get()) &&
-        GetFileInformationByHandleEx(from.get(), FileBasicInfo, &information, sizeof information) &&
-        SetFileInformationByHandle(to.get(), FileBasicInfo, &information, sizeof information)) {
-        return true;
-    }
+    if (copyContents(from.get(), to.get()) && copyTimes(from.get(), to.get())) return true;
     deleteOpenFile(to.get());
     return false;
 }

@@ -40,7 +40,7 @@ class HeldTemporaryFile {
     char path_[PATH_BYTES] = "";
 };
 
-// Copies the file source, with its attributes and times, to target, a path in the folder of a held
-// temporary file. Replaces a plain file at target. A link there is not followed and stays; the
-// result is then false, as for every other failure.
+// Copies the file source, with its attributes and the time of its last write, to target, a path in
+// the folder of a held temporary file. Replaces a plain file at target. A link there is not
+// followed and stays; the result is then false, as for every other failure.
 bool copyWithoutLinks(const char* source, const char* target);
