@@ -20,7 +20,7 @@
 
 namespace {
 
-constexpr ULONGLONG CASE_LIMIT = 90000, PROGRAM_LIMIT = 300000;  // milliseconds
+constexpr ULONGLONG CASE_LIMIT = 120000, PROGRAM_LIMIT = 600000;  // milliseconds
 constexpr DWORD DOES_NOT_END = 0xDEAD;
 
 void report(const std::string& line) {
