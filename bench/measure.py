@@ -12,7 +12,7 @@ import time
 from collections import Counter
 from pathlib import Path
 
-from support.wine import ROOT, end_session, lay_copy, make_light_prefix, on_terminal, signed
+from wine import ROOT, end_session, lay_copy, make_light_prefix, on_terminal, signed
 
 PROVIDER = r"SOFTWARE\Classes\CLSID\{5D3C9B7A-1F60-4E8B-9B5E-0A7C31E6D2F4}"
 UNINSTALL = r"SOFTWARE\Microsoft\Windows\CurrentVersion\Uninstall\MYCOPY"

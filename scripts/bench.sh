@@ -9,4 +9,4 @@ export WINEPREFIX="$root/build/wine"
 "$root/scripts/setup.sh"
 build x64
 "$wine" || die "Wine could not make a prefix in build/wine"
-PYTHONPATH="$root/tests" /usr/bin/python3 -B "$root/bench/bench.py" "$@"
+PYTHONPATH="$root/scripts" /usr/bin/python3 -B "$root/bench/bench.py" "$@"

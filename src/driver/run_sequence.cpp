@@ -63,7 +63,7 @@ void runSteps(int unregister, bool onlyCopy) {
     announce(MSG_REGISTERING_OLEDB, MSG_UNREGISTERING_OLEDB);
     registerOleDbProvider(unregister, installDir, makeDefaultCopy);
 
-    // When unregistering too: the last copy was the default one, and the switch tool undoes that.
+    // Also when unregistering: -d, or the check of the default copy, may have set it.
     if (makeDefaultCopy) switchDefaultClientCopy();
 }
 

@@ -88,7 +88,7 @@ void deleteSavedTimeout(const Trace& trace) {
         ERROR_SUCCESS) {
         return;
     }
-    // Opened only to see whether it is there; the handle stays open until the process ends.
+    // Opened only to see whether the key exists. The handle stays open until the process ends.
     if (traced(trace, RegDeleteKeyA(HKEY_LOCAL_MACHINE, SAVED_TIMEOUT_KEY)) != ERROR_SUCCESS) {
         trace.text(PROBE_KEY, SAVED_TIMEOUT_KEY);
     }
@@ -97,8 +97,8 @@ void deleteSavedTimeout(const Trace& trace) {
 // Returns 0 or ODBC_SETUP_FAILED.
 int32_t callInstaller(const OdbcDriverSetup& setup, bool keyFits,
                       SqlInstallDriverExFunction* install, const Trace& trace) {
-    // A folder or a key that does not fit would be another one, and installers are known to crash
-    // on paths of that length: it counts as refused, without a call.
+    // A key that was cut would be another one, and the installer cannot return a longer folder: it
+    // gets 260 bytes for it. Both count as refused, without a call.
     constexpr size_t LONGEST_PATH = 259;
     if (!keyFits || strlen(setup.binDir) > LONGEST_PATH) {
         trace.text(PROBE_LONG_PATH, setup.binDir);

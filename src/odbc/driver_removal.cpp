@@ -39,7 +39,7 @@ void removeDataSource(const OdbcDriverSetup& setup, const char* name) {
     trace.text(PROBE_MESSAGE, message);
 }
 
-// Bounds the removals of a driver whose key stays: without a bound they would never end.
+// Bounds the removals of a driver whose key stays: without a bound they would go on forever.
 class RemovalBound {
   public:
     explicit RemovalBound(DWORD usageCount) : lowestCount_(usageCount) {}
@@ -111,7 +111,7 @@ int32_t removeUntilGone(const char* driverName, const char* driverKey, bool remo
         trace.text(PROBE_STATUS, DRIVER_NOT_REGISTERED);
         return 0;
     }
-    // The key is there, but cannot be opened: the next look would give the same.
+    // The key exists but cannot be opened, and another attempt would fail in the same way.
     trace.error(PROBE_STATUS, status);
     return ODBC_SETUP_FAILED;
 }

@@ -16,7 +16,7 @@ class OdbcDriverSetup {
     // loaded by its plain name, in the order in which Windows searches.
     static OdbcDriverSetup* GetInstance();
 
-    // Ends the object and unloads the library; the next GetInstance starts again.
+    // Destroys the object and unloads the library; the next GetInstance makes a new object.
     static void DestroyInstance();
 
     // An installer function by its name; null when the library or the function is missing.

@@ -7,8 +7,7 @@
 
 namespace {
 
-// Texts of the boxes, in the program's own string table. It has none, and the boxes are without
-// those texts.
+// Texts of the boxes, in the program's own string table. It has no string table, so they are empty.
 constexpr UINT BOX_CAPTION = 10241;
 constexpr UINT BOX_NO_LIBRARY = 10242;
 constexpr UINT BOX_NO_FUNCTION = 10243;

@@ -50,7 +50,7 @@ uint32_t createSubkey(ZELKiCopyNameRegistry& key, const char* subkey, const char
 }
 
 void writePath(ZELKiCopyNameRegistry& key, const char* installDirectory, const char* name) {
-    // A failure is not reported here: the keys below create this one too, or report their own.
+    // A failure is not reported here: creating the keys below creates this one too, or is reported.
     if (createSubkey(key, "", name) != 0) return;
     writeRegistryText(key.GetHandle(), PATH_VALUE, installDirectory);
     key.SetValue(CLIENT_ONLY_VALUE, "YES", YES_BYTES, REG_SZ);

@@ -82,8 +82,7 @@ int runDotNetConfigurationTool(int mode, const char* installDirectory, bool make
         runDotNetConfigurationTool(1, folder, makeDefault);
     }
     const int result = runTool(mode, folder, file.path());
-    // The ".exe" copy stays in the temporary folder, deliberately: the tool may go on working
-    // after the process that was waited for has ended.
+    // The ".exe" copy stays in the temporary folder. This is required.
     file.remove();
     return result;
 }

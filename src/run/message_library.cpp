@@ -49,7 +49,8 @@ ExitCode loadMessageLibrary() {
         sayLiteral("Could not load the message dll %s\n", messageLibraryPath);
         return EXIT_NO_MESSAGE_LIBRARY;
     }
-    // The line above announces this; a library without the text still serves, by its numbers.
+    // The line above announces this. The result is not used: a library without the text is
+    // accepted, and its messages are shown by their ids.
     char probe[PROBE_BYTES];
     LoadStringA(messageModule, MSG_PROBE, probe, PROBE_BYTES);
     return EXIT_DONE;

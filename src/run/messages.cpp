@@ -17,7 +17,7 @@ constexpr size_t FORMAT_BYTES = MESSAGE_BYTES + 1;  // the same with a line end
 void loadFormat(HMODULE module, unsigned id, const char* arg1, const char* arg2,
                 char (&format)[FORMAT_BYTES]) {
     if (!module || LoadStringA(module, id, format, MESSAGE_BYTES) <= 0) {
-        // A library without this text still must not hide what happened.
+        // A missing text must not hide what happened.
         formatText(format, sizeof format, "[%u]%s%s", id, arg1 ? " %s" : "", arg2 ? " %s" : "");
     }
     appendText(format, "\n");

@@ -14,10 +14,10 @@ extern HMODULE messageModule;
 
 // Prints one line.
 // log: may be null, then the line goes to the console only. id: of a text in module, which holds at
-// most 255 bytes and gets a line end; a text that module lacks is replaced by its number and the
-// arguments. literalFormat: used instead, as it stands, when literal is set. arg1, arg2: the values
-// of the text's %s conversions; may be null. verboseOnly: drops the line unless verbose is set.
-// With silent set nothing goes to the console.
+// most 255 bytes and gets a line end; a missing text is replaced by its id and the arguments.
+// literalFormat: used instead, as it stands, when literal is set. arg1, arg2: the values of the
+// text's %s conversions; may be null. verboseOnly: drops the line unless verbose is set. With
+// silent set nothing goes to the console.
 // The console shows the finished line formatted a second time, as a format with no arguments: a
 // per cent sign that came with an argument is interpreted there, while the log keeps it.
 void printMessage(FILE* log, unsigned id, const char* literalFormat, const char* arg1,
@@ -29,10 +29,9 @@ void sayVerbose(unsigned id, const char* arg1 = nullptr, const char* arg2 = null
 void sayLiteral(const char* format, const char* arg1 = nullptr, const char* arg2 = nullptr);
 void sayVerboseLiteral(const char* format, const char* arg1 = nullptr);
 
-// What a check calls that refuses the run: prints the message and returns the code.
+// For a check that refuses the run: prints the message and returns the code.
 ExitCode refuse(ExitCode code, unsigned id, const char* argument = nullptr);
 
-// The plain console print: text as it stands, whatever the settings say, and not to the log. On a
-// console the text is shown as written, whatever the console's code page; into a file or a pipe it
-// goes in the ANSI code page.
+// Prints text as it is to the console alone, whatever the settings. A console shows it as written,
+// whatever its code page; a file or a pipe receives it in the ANSI code page.
 void printToConsole(const char* text);

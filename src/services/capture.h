@@ -4,7 +4,7 @@
 
 #include "services/memory.h"
 
-// The growing text of a stream, always terminated.
+// The growing text of a stream, always terminated; null when there is no memory.
 class Capture {
   public:
     static constexpr size_t MOST_BYTES = 16U << 20;

@@ -3,10 +3,11 @@
 
 #include <windows.h>
 
-// Returns the console, or null when standard output is a file, a pipe or nothing.
+// Returns the console, or null when standard output is a file or a pipe, or is missing.
 HANDLE findConsole();
 
 // Writes a text of the ANSI code page as it is, whatever the console's code page, in as few calls
-// as the system takes: each makes the console draw again. False when there is no memory for that.
+// as possible, because the console draws after each. False when there is no memory for the
+// conversion; a write that fails is not reported.
 // Windows documentation: "WriteConsole".
 bool writeToConsole(HANDLE console, const char* text);

@@ -2,10 +2,10 @@
 #pragma once
 
 // True when path names an existing regular file, or an existing folder. A double quote at the
-// beginning or at the end of path, each by itself, is left out. False when the system fails.
+// beginning of path is ignored, and so is one at its end. False also when the system fails.
 bool fileExists(const char* path);
 bool directoryExists(const char* path);
 
-// Creates the folder and the missing ones above it, at most 260 characters; a longer path creates
-// nothing. Returns no result: the open of the caller reports the failure.
+// Creates the folder and the missing folders above it. A path of more than 260 characters creates
+// nothing. Failures are not returned: opening a file in the folder reports them.
 void createDirectoryTree(const char* path);

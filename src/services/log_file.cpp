@@ -14,32 +14,62 @@
 
 namespace {
 
+// True for a folder that leads to another one. A cloud service such as OneDrive marks the folders
+// that it synchronizes as reparse points too, but they are the folders themselves.
+// Windows documentation: "Reparse Point Tags".
+bool isLink(HANDLE folder) {
+    BY_HANDLE_FILE_INFORMATION information = {};
+    if (!GetFileInformationByHandle(folder, &information)) return true;
+    if ((information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0) return false;
+    constexpr DWORD CLOUD_TAG = 0x9000001A;       // IO_REPARSE_TAG_CLOUD
+    constexpr DWORD CLOUD_TAG_MASK = 0xFFFF0FFF;  // without the number of the service
+    FILE_ATTRIBUTE_TAG_INFO tag = {};
+    return !GetFileInformationByHandleEx(folder, FileAttributeTagInfo, &tag, sizeof tag) ||
+           (tag.ReparseTag & CLOUD_TAG_MASK) != CLOUD_TAG;
+}
+
 // Opens the folder so that neither it nor a folder above it can be renamed or deleted until the
 // handle is closed. Empty when it is a link.
 OwnedHandle holdFolder(const char* folder) {
     OwnedHandle held = ownFile(CreateFileA(
         folder, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
         FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
-    BY_HANDLE_FILE_INFORMATION information = {};
-    if (!held || !GetFileInformationByHandle(held.get(), &information)) return {};
-    if ((information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
+    if (held && isLink(held.get())) {
         held.reset();
         SetLastError(ERROR_ACCESS_DENIED);
     }
     return held;
 }
 
-// Opens or creates the file of that name in the folder, without following a link.
+// True when the file is at path. An empty folder can be turned into a link even while it is held; a
+// path through it then opens a file somewhere else.
+bool isAt(HANDLE file, const FinalPath& path) {
+    FinalPath opened;
+    return readFinalPath(file, opened) &&
+           CompareStringOrdinal(opened.text, -1, path.text, -1, TRUE) == CSTR_EQUAL;
+}
+
+// Opens or creates the file of that name in the folder, without following a link. Empty with
+// ERROR_ACCESS_DENIED when it is not a plain file there.
 OwnedHandle openInFolder(HANDLE folder, const char* name) {
     FinalPath path;
     if (!readFinalPath(folder, path)) return {};
     const size_t length = wcslen(path.text);
     path.text[length] = L'\\';
     const int room = static_cast<int>(FinalPath::CHARACTERS - length - 1);
-    if (MultiByteToWideChar(CP_ACP, 0, name, -1, path.text + length + 1, room) == 0) return {};
-    return ownFile(CreateFileW(path.text, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                               nullptr, OPEN_ALWAYS,
-                               FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+    // Without room the conversion would only return the size that it needs.
+    if (room == 0 || MultiByteToWideChar(CP_ACP, 0, name, -1, path.text + length + 1, room) == 0) {
+        SetLastError(ERROR_FILENAME_EXCED_RANGE);
+        return {};
+    }
+    OwnedHandle file = ownFile(
+        CreateFileW(path.text, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                    OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+    if (file && !(isPlainFile(file.get()) && isAt(file.get(), path))) {
+        file.reset();
+        SetLastError(ERROR_ACCESS_DENIED);
+    }
+    return file;
 }
 
 }  // namespace
@@ -74,13 +104,13 @@ FILE* openLogWithoutLinks(const char* path) {
     cutLastComponent(folder);
     const OwnedHandle held = holdFolder(folder);
     if (!held) {
-        // What the open of the file itself would have given.
+        // The error that opening the file itself would give.
         if (GetLastError() == ERROR_FILE_NOT_FOUND) SetLastError(ERROR_PATH_NOT_FOUND);
         return nullptr;
     }
     OwnedHandle file = openInFolder(held.get(), backslash + 1);
     if (!file) return nullptr;
-    if (!isPlainFile(file.get()) || !SetEndOfFile(file.get())) {
+    if (!SetEndOfFile(file.get())) {
         SetLastError(ERROR_ACCESS_DENIED);
         return nullptr;
     }

@@ -4,10 +4,10 @@
 
 #include <cstddef>
 
-// What a path takes: 260 characters (MAX_PATH) and a terminating zero.
+// The size of a path: 260 characters (MAX_PATH) and a terminating zero.
 constexpr size_t PATH_BYTES = 261;
 
-// A folder of PATH_BYTES and the name of a library in it.
+// The size of the path of a library in a folder whose path has PATH_BYTES.
 constexpr size_t LIBRARY_PATH_BYTES = 522;
 
 // Returns the last backslash of path, or null when it has none.

@@ -9,7 +9,12 @@ bool isPlainFile(HANDLE file) {
 }
 
 bool readFinalPath(HANDLE file, FinalPath& path) {
-    const DWORD length = GetFinalPathNameByHandleW(file, path.text, FinalPath::CHARACTERS,
-                                                   FILE_NAME_NORMALIZED | VOLUME_NAME_DOS);
-    return length > 0 && length < FinalPath::CHARACTERS;
+    // On a network share the normalized form needs access to every folder of the path.
+    constexpr DWORD FORMS[] = {FILE_NAME_NORMALIZED, FILE_NAME_OPENED};
+    for (const DWORD form : FORMS) {
+        const DWORD length = GetFinalPathNameByHandleW(file, path.text, FinalPath::CHARACTERS,
+                                                       form | VOLUME_NAME_DOS);
+        if (length > 0 && length < FinalPath::CHARACTERS) return true;
+    }
+    return false;
 }

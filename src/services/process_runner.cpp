@@ -41,9 +41,9 @@ int ProcessRunner::run(bool wait, bool) {
     const HANDLE savedError = GetStdHandle(STD_ERROR_HANDLE);
     const int result = runRedirected(wait);
     SetStdHandle(STD_OUTPUT_HANDLE, savedOutput);
-    // The output slot again, on purpose: after a run the process's standard output is what its
-    // standard error was, and the error slot keeps the closed pipe end. Programs that are started
-    // later expect this. The C runtime's own streams are not affected by either call.
+    // The output slot again. This is required: after a run the process's standard output is what
+    // its standard error was, and the error slot keeps the closed pipe end. Neither call affects
+    // the C runtime's own streams.
     SetStdHandle(STD_OUTPUT_HANDLE, savedError);
     return result;
 }
@@ -74,7 +74,7 @@ bool ProcessRunner::preparePipes(OwnedHandle& stdoutRead, OwnedHandle& stderrRea
         !SetStdHandle(STD_ERROR_HANDLE, stderrWrite.get())) {
         return false;
     }
-    // The child must not inherit the read ends: it would keep its own pipes open.
+    // The child must not inherit the read ends, which would keep its own pipes open.
     const HANDLE self = GetCurrentProcess();
     return DuplicateHandle(self, stdoutFirst.get(), self, stdoutRead.put(), 0, FALSE,
                            DUPLICATE_SAME_ACCESS) &&
@@ -165,7 +165,7 @@ void ProcessRunner::giveReadersUp() {
 
 void ProcessRunner::joinReaders() {
     constexpr DWORD POLL_MS = 100;
-    constexpr DWORD CANCEL_AT = READER_JOIN_TIMEOUT_MS - READER_CANCEL_TIMEOUT_MS;
+    constexpr DWORD CANCEL_AT = READER_JOIN_TIMEOUT_MS - READER_CANCEL_TIMEOUT_MS - POLL_MS;
     if (!shared) return;
     DWORD ended = GetTickCount();
     DWORD cancelled = 0;  // milliseconds after ended; 0 before the first cancellation

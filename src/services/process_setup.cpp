@@ -11,7 +11,8 @@
 namespace {
 
 bool isRuntimeVariable(const wchar_t* variable) {
-    static constexpr const wchar_t* PREFIXES[] = {L"COR_", L"CORECLR_", L"COMPLUS_", L"DOTNET_"};
+    static constexpr const wchar_t* PREFIXES[] = {L"COR_", L"CORECLR_", L"COMPLUS_", L"DOTNET_",
+                                                  L"COREHOST_"};
     return std::ranges::any_of(PREFIXES, [variable](const wchar_t* prefix) {
         return _wcsnicmp(variable, prefix, wcslen(prefix)) == 0;
     });

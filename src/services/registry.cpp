@@ -150,9 +150,9 @@ bool ZELKiRegistry::searchValues(const char* name, unsigned from, unsigned to,
                                  unsigned* index) const {
     EnumerationEnd end;
     for (unsigned i = from; i < to; ++i) {
-        char entry[260] = "";  // stays empty when the entry does not fit
+        char entry[261] = "";  // stays empty when the entry does not fit
         BYTE data[260];
-        DWORD entrySize = sizeof entry;
+        DWORD entrySize = sizeof entry - 1;
         DWORD dataSize = sizeof data;
         if (end.reached(
                 RegEnumValueA(key, i, entry, &entrySize, nullptr, nullptr, data, &dataSize))) {

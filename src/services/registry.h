@@ -59,9 +59,9 @@ class ZELKiRegistry {
     uint32_t FindValue(const char* name, bool* found, unsigned* index) const;
 
     // Deletes a key and all below it, except subkeys named except (null or empty: none spared).
-    // The held key has no part in it, nor has reserved. A registry link is deleted itself; its
-    // target stays. Returns 0, ERROR_BADKEY for a null or empty path, or the Windows code of the
-    // open or delete that failed.
+    // Does not use the held key or reserved. A registry link is deleted itself; its target stays.
+    // Returns 0, ERROR_BADKEY for a null or empty path, or the Windows code of the open or delete
+    // that failed.
     uint32_t DeleteKeyTree(HKEY root, const char* path, unsigned reserved, const char* except);
 
   protected:

@@ -1,7 +1,7 @@
 #pragma once
 
-// True when Windows takes two names, in the ANSI code page and of at most 511 bytes, for the same
-// one: without regard to case, character by character, as the registry compares names. Names that
-// the code page cannot decode are the same only byte for byte.
+// Compares two names in the ANSI code page as the registry compares names: character by character,
+// without regard to case. Names that the code page cannot decode, and names of more than 511
+// characters, must be the same byte for byte.
 // Windows documentation: "CompareStringOrdinal".
 bool isSameName(const char* left, const char* right);

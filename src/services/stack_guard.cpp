@@ -1,7 +1,7 @@
-// What the compiler's stack protector needs from the program: the guard value and the end that a
-// damaged guard comes to. The compiler's own library asks the cryptographic provider for the value,
-// which costs more start-up than the rest of a refused run; what Microsoft's compilers mix at
-// start-up serves as well (their documentation: "/GS (Buffer Security Check)").
+// What the compiler's stack protector needs from the program: the guard value and the function that
+// ends the program when the guard is damaged. The compiler's own library asks the cryptographic
+// provider for the value, which takes longer than the rest of a refused run. This one mixes what
+// Microsoft's compilers mix at start-up (their documentation: "/GS (Buffer Security Check)").
 #include <windows.h>
 
 #include <cstdint>

@@ -5,6 +5,7 @@
 
 #include "services/command_builder.h"
 #include "services/plain_file.h"
+#include "services/same_name.h"
 #include "services/text.h"
 
 namespace {
@@ -12,8 +13,8 @@ namespace {
 constexpr wchar_t FINAL_PREFIX[] = L"\\\\?\\";
 constexpr size_t FINAL_PREFIX_LENGTH = 4;
 
-// True for the final path of a file on a disk of this computer. The server of a network folder can
-// show an empty file first and a program later.
+// True for the final path of a file on a disk of this computer. A server could return an empty file
+// first and a program later.
 bool isLocal(const FinalPath& path) {
     const wchar_t* drive = path.text + FINAL_PREFIX_LENGTH;
     if (wcsncmp(path.text, FINAL_PREFIX, FINAL_PREFIX_LENGTH) != 0 || wcslen(drive) < 3 ||
@@ -25,7 +26,7 @@ bool isLocal(const FinalPath& path) {
 }
 
 // True when no link is in path: its long form is then the final path. The held file keeps every
-// folder of the final path from being renamed, so that this remains so.
+// folder of the final path from being renamed, so this stays true.
 bool isWithoutLinks(const char* path, const FinalPath& final) {
     FinalPath asWritten;
     FinalPath longForm;
@@ -38,9 +39,9 @@ bool isWithoutLinks(const char* path, const FinalPath& final) {
                CSTR_EQUAL;
 }
 
-// Writes path in the ANSI code page to out; false when that has no such characters.
+// Writes path in the ANSI code page to out. False when the code page cannot represent it.
 bool toAnsi(const wchar_t* path, char (&out)[PATH_BYTES]) {
-    // Only this flag keeps the system from taking similar characters; UTF-8 has all, and no flags.
+    // Without the flag Windows substitutes similar characters. UTF-8 does not accept it.
     const DWORD flags = GetACP() == CP_UTF8 ? 0 : WC_NO_BEST_FIT_CHARS;
     BOOL replaced = FALSE;
     return WideCharToMultiByte(CP_ACP, flags, path, -1, out, PATH_BYTES, nullptr,
@@ -48,9 +49,26 @@ bool toAnsi(const wchar_t* path, char (&out)[PATH_BYTES]) {
            !replaced;
 }
 
+const char* lastComponent(const char* path) {
+    const char* backslash = findLastBackslash(path);
+    return backslash ? backslash + 1 : path;
+}
+
 OwnedHandle openWithoutLinks(const char* path, DWORD access, DWORD share, DWORD disposition) {
     return ownFile(CreateFileA(path, access, share, nullptr, disposition,
                                FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+}
+
+// A virus scanner may have the new file open for a moment.
+OwnedHandle openNewFile(const char* path) {
+    constexpr int MOST_TRIES = 20;
+    constexpr DWORD PAUSE_MS = 25;
+    for (int tries = 1;; ++tries) {
+        OwnedHandle file =
+            openWithoutLinks(path, GENERIC_READ | DELETE, FILE_SHARE_READ, OPEN_EXISTING);
+        if (file || GetLastError() != ERROR_SHARING_VIOLATION || tries == MOST_TRIES) return file;
+        Sleep(PAUSE_MS);
+    }
 }
 
 bool deleteOpenFile(HANDLE file) {
@@ -81,11 +99,23 @@ bool copyContents(HANDLE source, HANDLE target) {
     }
 }
 
+// As CopyFile: the attributes and the time of the last write; 0 leaves the others as they are.
+bool copyTimes(HANDLE source, HANDLE target) {
+    FILE_BASIC_INFO information = {};
+    if (!GetFileInformationByHandleEx(source, FileBasicInfo, &information, sizeof information)) {
+        return false;
+    }
+    information.CreationTime.QuadPart = 0;
+    information.LastAccessTime.QuadPart = 0;
+    information.ChangeTime.QuadPart = 0;
+    return SetFileInformationByHandle(target, FileBasicInfo, &information, sizeof information);
+}
+
 }  // namespace
 
 int makeTempFileName(const char* prefix, char* out) {
-    // The early returns report success deliberately: a machine without a temporary folder is left
-    // to the callers, who see that out is still empty.
+    // The early returns report success deliberately: callers notice that a temporary folder is
+    // missing because out stays empty.
     const OwnedBuffer path(static_cast<char*>(calloc(PATH_BYTES, 1)));
     if (!path) return 0;
     const DWORD length = GetTempPathA(PATH_BYTES, path.get());
@@ -112,7 +142,7 @@ int toShortPath(const char* path, char* out) {
 
 bool HeldTemporaryFile::make(const char* prefix) {
     if (makeTempFileName(prefix, path_) != 0 || path_[0] == '\0') return false;
-    file_ = openWithoutLinks(path_, GENERIC_READ | DELETE, FILE_SHARE_READ, OPEN_EXISTING);
+    file_ = openNewFile(path_);
     LARGE_INTEGER size = {};
     return file_ && isPlainFile(file_.get()) && GetFileSizeEx(file_.get(), &size) &&
            size.QuadPart == 0 && choosePath();
@@ -122,7 +152,13 @@ bool HeldTemporaryFile::choosePath() {
     FinalPath final;
     if (!readFinalPath(file_.get(), final) || !isLocal(final)) return false;
     if (isWithoutLinks(path_, final)) return true;
-    return toAnsi(final.text + FINAL_PREFIX_LENGTH, path_) && !holdsProgramSuffix(path_);
+    char named[PATH_BYTES];
+    // A file of another name is not the one that was created: a link was set in between.
+    if (!toAnsi(final.text + FINAL_PREFIX_LENGTH, named) || holdsProgramSuffix(named) ||
+        !isSameName(lastComponent(named), lastComponent(path_))) {
+        return false;
+    }
+    return copyText(path_, named) == TEXT_OK;
 }
 
 void HeldTemporaryFile::remove() {
@@ -131,18 +167,13 @@ void HeldTemporaryFile::remove() {
 }
 
 bool copyWithoutLinks(const char* source, const char* target) {
-    const OwnedHandle from =
-        ownFile(CreateFileA(source, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                            FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
+    const OwnedHandle from = ownFile(
+        CreateFileA(source, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                    nullptr, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
     if (!from || !makeRoom(target)) return false;
     const OwnedHandle to = openWithoutLinks(target, GENERIC_WRITE | DELETE, 0, CREATE_NEW);
     if (!to) return false;
-    FILE_BASIC_INFO information = {};
-    if (copyContents(from.get(), to.get()) &&
-        GetFileInformationByHandleEx(from.get(), FileBasicInfo, &information, sizeof information) &&
-        SetFileInformationByHandle(to.get(), FileBasicInfo, &information, sizeof information)) {
-        return true;
-    }
+    if (copyContents(from.get(), to.get()) && copyTimes(from.get(), to.get())) return true;
     deleteOpenFile(to.get());
     return false;
 }

@@ -1,56 +1,43 @@
-"""Each language on a system of that language: choice, texts as programs get them, the console."""
+"""Each language on a system of that language, and on its terminal."""
 import os
 import re
 
 import check_sources
 import pytest
-from support.machine import PREFIX
-from support.wine import ROOT, on_terminal, system
+from machine import LOG, PREFIX, Machine, system, texts
+from wine import ROOT, on_terminal
 
-# Locale folder, locale of the machine.
+# Code of -i, locale folder, locale of the machine.
 LANGUAGES = """
-ar_aa ar_SA  bg_bg bg_BG  cs_cz cs_CZ  da_dk da_DK  de_de de_DE  el_gr el_GR  en_us en_US
-es_es es_ES  fi_fi fi_FI  iw_il he_IL  hu_hu hu_HU  it_it it_IT  ja_jp ja_JP  ko_kr ko_KR
-nl_nl nl_NL  no_no nb_NO  pl_pl pl_PL  ro_ro ro_RO  ru_ru ru_RU  hr_hr hr_HR  sk_sk sk_SK
-sv_se sv_SE  tr_tr tr_TR  sl_si sl_SI  Zh_tw zh_TW  fr_fr fr_FR  pt_br pt_BR  zh_cn zh_CN
-pt_pt pt_PT
+AR ar_aa ar_SA  BG bg_bg bg_BG  CZ cs_cz cs_CZ  DK da_dk da_DK  DE de_de de_DE  EL el_gr el_GR
+EN en_us en_US  ES es_es es_ES  FI fi_fi fi_FI  IW iw_il he_IL  HU hu_hu hu_HU  IT it_it it_IT
+JP ja_jp ja_JP  KR ko_kr ko_KR  NL nl_nl nl_NL  NO no_no nb_NO  PL pl_pl pl_PL  RO ro_ro ro_RO
+RU ru_ru ru_RU  HR hr_hr hr_HR  SK sk_sk sk_SK  SE sv_se sv_SE  TR tr_tr tr_TR  SL sl_si sl_SI
+TW Zh_tw zh_TW  FR fr_fr fr_FR  BR pt_br pt_BR  CN zh_cn zh_CN  PT pt_pt pt_PT
 """.split()
-LANGUAGES = list(zip(LANGUAGES[::2], LANGUAGES[1::2]))
-IDS = check_sources.ids(ROOT / "msg")
+REFUSED = ["-u", "-c", "MYCOPY"]
 
 
-def source(locale):
-    """(code page, texts) of a locale folder as it is named in the source tree."""
-    locale = {"en_us": "en_US"}.get(locale, locale)
-    texts = check_sources.texts(ROOT / "msg" / locale / "zelkpmreg.rc")
-    return f"cp{check_sources.PAGES[locale]}", dict(texts)
-
-
-@pytest.mark.parametrize("locale, name", LANGUAGES)
-def test_language_of_the_system(machine, locale, name):
-    page, texts = source(locale)
-    environment = {"LC_ALL": f"{name}.UTF-8"}
-    done = machine.run("-u", "-c", "MYCOPY", env=environment, encoding=page)
-    assert done.code == -102
-    library = f"{machine.default}\\msg\\{locale}\\zelkpmreg.dll"
-    assert done.lines() == [texts["MSG_LANGUAGE"] % locale, texts["MSG_LIBRARY"] % library,
-                            texts["MSG_LOG_FILE"] % r"C:\zelk\run.log",
-                            texts["MSG_COPY_UNKNOWN"] % "MYCOPY"]
+@pytest.mark.parametrize("code, locale, name", list(zip(*[iter(LANGUAGES)] * 3)))
+def test_language_of_the_system(code, locale, name):
+    machine = Machine()
+    folder = locale.replace("en_us", "en_US")
+    page, own = f"cp{check_sources.PAGES[folder]}", texts(folder)
+    options = {"env": {"LC_ALL": f"{name}.UTF-8"}, "encoding": page}
+    done = machine.run(*REFUSED, codes=[-102], **options)
+    library = f"{machine.folder}\\msg\\{locale}\\zelkpmreg.dll"
+    assert done.log == [own["MSG_LANGUAGE"] % locale, own["MSG_LIBRARY"] % library,
+                        own["MSG_LOG_FILE"] % LOG, own["MSG_COPY_UNKNOWN"] % "MYCOPY"]
     assert done.console == done.log
+    assert machine.run("-h", **options).console == own["MSG_USAGE"].splitlines()
+    # The same language by its code on a system of a language that the program does not have.
+    done = machine.run("-i", code, *REFUSED, codes=[-102], env={"LC_ALL": "fr_CA.UTF-8"})
+    assert done.log[1].endswith(library)
 
-    shown = machine.standin("strings", library, *IDS.values(), env=environment)
-    got = dict(line.split(" ") for line in shown.stdout.decode().splitlines())
-    for identifier, text in texts.items():
-        assert bytes.fromhex(got[str(IDS[identifier])]).decode(page) == text, identifier
 
-
-@pytest.mark.parametrize("locale, name", [("de_de", "de_DE"), ("ru_ru", "ru_RU"),
-                                          ("el_gr", "el_GR"), ("ar_aa", "ar_SA"),
-                                          ("ja_jp", "ja_JP")])
-def test_console_shows_the_text_as_written(machine, locale, name):
-    _, texts = source(locale)
-    tool = f"{machine.default}\\bin\\zelkpmreg.exe"
-    command = [ROOT / "scripts/wine.sh", tool, "-l", r"C:\zelk\run.log", "-u", "-c", "MYCOPY"]
+@pytest.mark.parametrize("locale, name", [("ru_ru", "ru_RU"), ("ja_jp", "ja_JP")])
+def test_terminal_shows_the_text_as_written(locale, name):
+    command = [ROOT / "scripts/wine.sh", f"{Machine().folder}\\bin\\zelkpmreg.exe", *REFUSED]
     _, shown = on_terminal(command, {**os.environ, **system(name), "WINEPREFIX": str(PREFIX)})
     plain = re.sub(r"\x1b\[[0-9;?]*[a-zA-Z]|\x1b\][^\a]*\a|[\r\n]", "", shown.decode("utf-8"))
-    assert texts["MSG_COPY_UNKNOWN"] % "MYCOPY" in plain, plain
+    assert texts(locale)["MSG_COPY_UNKNOWN"] % "MYCOPY" in plain, plain

@@ -1,4 +1,4 @@
-"""Wine as the tests and the bench use it: prefixes, systems of other languages, terminals."""
+"""Wine as the tests and the bench use it: prefixes, copies of the package, terminals."""
 import os
 import pty
 import shutil
@@ -6,7 +6,7 @@ import subprocess
 import threading
 from pathlib import Path
 
-ROOT = Path(__file__).resolve().parents[2]
+ROOT = Path(__file__).resolve().parents[1]
 
 
 def signed(status):
@@ -36,16 +36,6 @@ def make_light_prefix(base, prefix):
         shutil.copy(file, prefix)
     shutil.copytree(base / "dosdevices", prefix / "dosdevices", symlinks=True)
     (prefix / "drive_c").symlink_to((base / "drive_c").resolve())
-
-
-def system(name):
-    """The environment of a system of that language, complete with its terminal and file names."""
-    folder = ROOT / "build" / "locales"
-    if not (folder / f"{name}.UTF-8").exists():
-        folder.mkdir(parents=True, exist_ok=True)
-        subprocess.run(["localedef", "-c", "-i", name, "-f", "UTF-8", folder / f"{name}.UTF-8"],
-                       check=True, capture_output=True)
-    return {"LC_ALL": f"{name}.UTF-8", "LOCPATH": str(folder)}
 
 
 def on_terminal(command, environment):

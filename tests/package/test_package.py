@@ -1,0 +1,89 @@
+"""The archives as they are handed out, what a run costs, and the exit codes in the documents."""
+import os
+import re
+import shutil
+import subprocess
+import zipfile
+
+import measure
+import pefile
+import pytest
+from machine import BUILD, PREFIX, PRESET, Machine
+from wine import ROOT
+
+HIGH_ENTROPY, DYNAMIC_BASE, NO_EXECUTE = 0x20, 0x40, 0x100
+MACHINE, WANTED = {"x64": (0x8664, HIGH_ENTROPY | DYNAMIC_BASE | NO_EXECUTE),
+                   "x86": (0x14C, DYNAMIC_BASE | NO_EXECUTE)}[PRESET]
+# src/services/stack_guard.cpp mixes the guard with it. The linker takes that file only for
+# functions that are protected.
+GUARD = bytes.fromhex("157c4a7f")
+
+
+@pytest.mark.both
+def test_archive():
+    """Equal sources give equal bytes: these are in a folder with a longer path and no history."""
+    sources = ROOT / "build" / f"elsewhere {PRESET}" / "a longer path"
+    shutil.rmtree(sources.parent, ignore_errors=True)
+    shutil.copytree(ROOT, sources, ignore=shutil.ignore_patterns("build", "dist", ".git"))
+    subprocess.run([sources / "scripts/release.sh", PRESET], check=True,
+                   env={**os.environ, "SOURCE_DATE_EPOCH": "1767225600"})
+    subprocess.run(["sha256sum", "--quiet", "-c", "SHA256SUMS"], cwd=sources / "dist", check=True)
+    package = zipfile.ZipFile(next((sources / "dist").glob("*.zip")))
+    entries = [entry for entry in package.infolist() if not entry.is_dir()]
+    assert {(e.date_time, e.extra) for e in entries} == {((2026, 1, 1, 0, 0, 0), b"")}
+    found = {entry.filename: package.read(entry) for entry in entries}
+    built = {file.relative_to(BUILD / "package").as_posix(): file.read_bytes()
+             for file in (BUILD / "package").rglob("*") if file.is_file()}
+    assert found.keys() - built.keys() == {
+        "NOTICE", "README.md", "SECURITY.md", "CHANGELOG.md", "docs/administration.md",
+        "docs/deployment.md"}
+    assert [name for name in built if built[name] != found.get(name)] == []
+    shutil.rmtree(sources.parent)
+
+
+def read(file):
+    image = pefile.PE(BUILD / "package" / file)
+    assert image.FILE_HEADER.Machine == MACHINE
+    assert image.OPTIONAL_HEADER.DllCharacteristics & WANTED == WANTED
+    return image
+
+
+@pytest.mark.both
+def test_program():
+    image = read("bin/zelkpmreg.exe")
+    assert {entry.dll.decode().lower() for entry in image.DIRECTORY_ENTRY_IMPORT} == {
+        "kernel32.dll", "advapi32.dll", "user32.dll", "msvcrt.dll"}
+    assert all(not (s.IMAGE_SCN_MEM_WRITE and s.IMAGE_SCN_MEM_EXECUTE) for s in image.sections)
+    assert image.DIRECTORY_ENTRY_BASERELOC, "no address of it could be random"
+    assert GUARD in image.sections[0].get_data()
+    assert b'<requestedExecutionLevel level="requireAdministrator"' in image.__data__[:]
+    info = image.VS_FIXEDFILEINFO[0]
+    number = f"{info.FileVersionMS >> 16}.{info.FileVersionMS & 0xFFFF}.{info.FileVersionLS >> 16}"
+    assert f"VERSION {number} " in (ROOT / "CMakeLists.txt").read_text()
+
+
+@pytest.mark.both
+def test_message_libraries():
+    """One for each locale, and no code in it."""
+    for source in ROOT.glob("msg/*/zelkpmreg.rc"):
+        image = read(source.relative_to(ROOT).with_suffix(".dll"))
+        assert image.is_dll() and image.OPTIONAL_HEADER.AddressOfEntryPoint == 0
+        assert not any(hasattr(image, f"DIRECTORY_ENTRY_{table}") for table in ("IMPORT", "TLS"))
+
+
+def test_costs():
+    """Requests to the Windows server, because times do not matter for a test."""
+    Machine()
+    with measure.TracedMachine(PREFIX, ROOT / "build" / "traced") as traced:
+        figures = measure.figures(traced, [10, 100, 1000])
+    bounds = {name: bound for name, bound in measure.BOUNDS.items() if bound is not None}
+    assert {name: figures[name] for name in bounds if figures[name] > bounds[name]} == {}
+
+
+@pytest.mark.parametrize("document", ["README.md", "docs/deployment.md"])
+def test_exit_codes(document):
+    text = (ROOT / document).read_text()
+    codes = re.findall(r"= (-?\d+),", next(ROOT.glob("src/*/exit_codes.h")).read_text())
+    assert set(re.findall(r"\b42949\d+\b", text)) <= {str(int(code) + 2**32) for code in codes}
+    for code, unsigned, digits in re.findall(r"^\| (-\d+) \| (\d+) \| (0x\w+) \|", text, re.M):
+        assert code in codes and int(code) % 2**32 == int(unsigned) == int(digits, 16)
