@@ -1,5 +1,5 @@
-// Makes the system fail: puts a function of the tests in the place of an imported one, for all code
-// that is linked into the test program.
+// Makes the system fail: puts a function of the tests in the place of one that a module imports,
+// for all code that is linked into that module, which is the test program unless another is named.
 #pragma once
 
 #include <windows.h>
@@ -35,8 +35,7 @@ inline void** findImport(const char* name, HMODULE module) {
 template <typename Function>
 class PatchedImport {
   public:
-    PatchedImport(const char* name, Function* replacement,
-                  HMODULE module = GetModuleHandleA(nullptr))
+    PatchedImport(const char* name, Function* replacement, HMODULE module)
         : place_(findImport(name, module)), original(reinterpret_cast<Function*>(*place_)) {
         write(replacement);
     }
@@ -69,13 +68,20 @@ template <typename Result, typename... Arguments, typename Tag>
 class ReplacedImport<Result WINAPI(Arguments...), Tag> {
   public:
     using Hook = std::function<Result(Arguments...)>;
-    ReplacedImport(const char* name, Hook hook) : patch_(name, run) { hook_ = std::move(hook); }
-    ReplacedImport(const char* name, Result result, int call = EACH_CALL, DWORD error = 0)
-        : ReplacedImport(name, [=, this](Arguments... arguments) {
-              if (++calls != call && call != EACH_CALL) return original(arguments...);
-              SetLastError(error);
-              return result;
-          }) {}
+    ReplacedImport(const char* name, Hook hook, HMODULE module = GetModuleHandleA(nullptr))
+        : patch_(name, run, module) {
+        hook_ = std::move(hook);
+    }
+    ReplacedImport(const char* name, Result result, int call = EACH_CALL, DWORD error = 0,
+                   HMODULE module = GetModuleHandleA(nullptr))
+        : ReplacedImport(
+              name,
+              [=, this](Arguments... arguments) {
+                  if (++calls != call && call != EACH_CALL) return original(arguments...);
+                  SetLastError(error);
+                  return result;
+              },
+              module) {}
     Result original(Arguments... arguments) const { return patch_.original(arguments...); }
 
     int calls = 0;

@@ -21,17 +21,6 @@ class Odbc : public RegistrySandbox {
     });
 };
 
-TEST_F(Odbc, SetupWithoutAnInstallDirectory) {
-    OdbcDriverSetup* setup = OdbcDriverSetup::GetInstance();
-    PrepareDriver(setup, "C:\\P\\", "");
-    EXPECT_EQ(setup->failed, 0);
-    PrepareDriver(setup, "", "");
-    EXPECT_EQ(setup->failed, 1);
-    EXPECT_STREQ(setup->binDir, "C:\\P\\BIN");
-    EXPECT_EQ(OdbcDriverSetup::GetInstance(), setup);
-    OdbcDriverSetup::DestroyInstance();
-}
-
 // The first test of this program that removes a data source: the library is kept afterwards.
 TEST_F(Odbc, InstallerIsMissing) {
     std::string boxes;
@@ -64,14 +53,6 @@ TEST_F(Odbc, SettingsThatCannotBeWrittenAreNoFailure) {
             EXPECT_GE(failingRegSetValueExA.calls, call);
             EXPECT_FALSE(keyExists(SAVED_TIMEOUT_KEY));
         }
-    }
-}
-
-TEST_F(Odbc, TimeoutIsKeptByteForByte) {
-    for (const auto& [type, data] : {std::pair(DWORD{REG_SZ}, "90"s), {REG_BINARY, "\0\1"s}}) {
-        putValue(DRIVER, "CPTimeout", type, data);
-        EXPECT_EQ(stepPrints(0), "[1039]\n");
-        EXPECT_TRUE(valuesOf(DRIVER).contains({"CPTimeout", type, data}));
     }
 }
 

@@ -1,6 +1,4 @@
 // The steps that register a copy, except the ODBC driver, where one call of the system fails.
-#include <process.h>
-
 #include <filesystem>
 #include <fstream>
 
@@ -110,17 +108,12 @@ TEST_F(Tools, FrameworkRoot) {
     }
 }
 
-uintptr_t startNoThread(void*, unsigned, _beginthreadex_proc_type, void*, unsigned, unsigned*) {
-    return 0;
-}
-
 TEST_F(Tools, FailuresOfTheRunnerAreReported) {
-    const PatchedImport patch("_beginthreadex", startNoThread);
+    FAILING(CreateThread, nullptr, EACH_CALL, 0, GetModuleHandleA("msvcrt.dll"));
     FAILING(CreateProcessA, FALSE);
-    const std::filesystem::path folder = std::filesystem::temp_directory_path();
-    const std::string path = folder.string();
-    std::filesystem::create_directory(folder / "bin");
-    std::ofstream(folder / "bin\\zelknmpcfg.exe") << "tool";
+    const std::string path = std::filesystem::temp_directory_path().string();
+    std::filesystem::create_directory(path + "bin");
+    std::ofstream(path + "bin\\zelknmpcfg.exe") << "tool";
     copyText(copyName, "MYCOPY");
     for (const int mode : {0, 1}) {
         const auto oleDb = [=] { return registerOleDbProvider(mode, "C:\\P\\", false); };
@@ -130,7 +123,7 @@ TEST_F(Tools, FailuresOfTheRunnerAreReported) {
     }
     EXPECT_EQ(outcomeOf([] { return switchDefaultClientCopy(), 0; }).second,
               "[1081] MYCOPY\n[1079]\n");
-    std::filesystem::remove_all(folder / "bin");
+    std::filesystem::remove_all(path + "bin");
 }
 
 TEST_F(Tools, ToolThatCannotBeStagedIsNotRun) {

@@ -20,17 +20,18 @@ class RegistrySandbox : public testing::Test {
   protected:
     RegistrySandbox() {
         resetRunSettings();
-        RegCreateKeyA(HKEY_CURRENT_USER, scratch_.c_str(), key.put());
-        RegOverridePredefKey(HKEY_LOCAL_MACHINE, key.get());
+        RegCreateKeyA(HKEY_USERS, scratch.c_str(), key_.put());
+        RegOverridePredefKey(HKEY_LOCAL_MACHINE, key_.get());
     }
     ~RegistrySandbox() override {
         RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
-        RegDeleteTreeA(HKEY_CURRENT_USER, scratch_.c_str());
+        RegDeleteTreeA(HKEY_USERS, scratch.c_str());
     }
-    OwnedKey key;
+    const std::string scratch =
+        ".DEFAULT\\Software\\zelkpmreg-" + std::to_string(GetCurrentProcessId());
 
   private:
-    const std::string scratch_ = "Software\\zelkpmreg-" + std::to_string(GetCurrentProcessId());
+    OwnedKey key_;
 };
 
 // What a step returns and prints; without a message library that is "[number]" on each line.

@@ -1,7 +1,6 @@
 #include "services/registry.h"
 
 #include "registration/copy_name_registry.h"
-#include "services/system_library.h"
 #include "tests/modules/import_patch.h"
 #include "tests/modules/registry_sandbox.h"
 
@@ -125,31 +124,22 @@ TEST_F(Registry, DeletedTrees) {
     EXPECT_FALSE(keyExists("T\\Z"));
 }
 
-// Makes a registry link to a key below root.
-void makeLink(HKEY root, const std::string& path, const std::wstring& target) {
-    using QueryKey = LONG NTAPI(HKEY, int, void*, ULONG, ULONG*);
-    struct {
-        ULONG bytes;
-        wchar_t text[1024];
-    } name = {};  // KeyNameInformation
-    ULONG size = 0;
-    findFunction<QueryKey>(GetModuleHandleA("ntdll.dll"), "NtQueryKey")(root, 3, &name, sizeof name,
-                                                                        &size);
-    const std::wstring whole = name.text + target;
-    OwnedKey link;
-    RegCreateKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, REG_OPTION_CREATE_LINK,
-                    KEY_ALL_ACCESS, nullptr, link.put(), nullptr);
-    RegSetValueExW(link.get(), L"SymbolicLinkValue", 0, REG_LINK,
-                   reinterpret_cast<const BYTE*>(whole.c_str()),
-                   static_cast<DWORD>(whole.size() * sizeof(wchar_t)));
-}
-
 TEST_F(Registry, LinksGoAndTheirTargetsStay) {
+    const auto link = [this](const std::string& path, const std::string& target) {
+        const std::string whole = "\\Registry\\User\\" + scratch + target;
+        const std::wstring wide(whole.begin(), whole.end());
+        OwnedKey key;
+        RegCreateKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, REG_OPTION_CREATE_LINK,
+                        KEY_ALL_ACCESS, nullptr, key.put(), nullptr);
+        RegSetValueExW(key.get(), L"SymbolicLinkValue", 0, REG_LINK,
+                       reinterpret_cast<const BYTE*>(wide.data()),
+                       static_cast<DWORD>(wide.size() * sizeof(wchar_t)));
+    };
     makeKey("Target\\Below");
     makeKey("T\\Deep");
-    makeLink(key.get(), "Top", L"\\Target");
-    makeLink(key.get(), "T\\Out", L"\\Target");
-    makeLink(key.get(), "T\\Deep\\Up", L"\\T");
+    link("Top", "\\Target");
+    link("T\\Out", "\\Target");
+    link("T\\Deep\\Up", "\\T");
     ASSERT_TRUE(keyExists("T\\Out\\Below") && keyExists("T\\Deep\\Up\\Deep"));
     for (const char* path : {"T", "Top"}) {
         EXPECT_EQ(deleteTree(path), 0u);

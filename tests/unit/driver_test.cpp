@@ -28,17 +28,15 @@ std::string parsed(const std::string& text) {
     for (std::string& argument : arguments) argv.push_back(argument.data());
     const CommandLine line = parseCommandLine(static_cast<int>(argv.size()), argv.data());
 
-    std::string result;
-    for (const auto& [set, letter] : {std::pair(line.unregister == 1, 'u'),
-                                      {line.showUsage, '?'},
-                                      {makeDefaultCopy, 'd'},
-                                      {replaceExisting, 'r'},
-                                      {line.replaceAfterUnregister, '!'},
-                                      {line.forceUnregister, 'f'},
-                                      {silent, 's'},
-                                      {verbose, 'v'},
-                                      {pauseBeforeExit, 'p'}})
-        if (set) result += letter;
+    std::string result = line.unregister == 1 ? "u" : "";
+    if (line.showUsage) result += '?';
+    if (makeDefaultCopy) result += 'd';
+    if (replaceExisting) result += 'r';
+    if (line.replaceAfterUnregister) result += '!';
+    if (line.forceUnregister) result += 'f';
+    if (silent) result += 's';
+    if (verbose) result += 'v';
+    if (pauseBeforeExit) result += 'p';
     const bool named = line.copyNameGiven || strcmp(copyName, "ORVDBCL1") != 0;
     if (named) result += std::string(" c=") + copyName;
     if (line.logPathGiven || *line.logPath) result += std::string(" l=") + line.logPath;
@@ -86,12 +84,9 @@ TEST(Language, TextsOfALanguageIdAndOfACode) {
         EXPECT_STREQ(text, expected) << id;
     }
     EXPECT_FALSE(lookupLanguage(1036, LANGUAGE_LOCALE, nullptr));
-    for (const auto& [code, expected] : {std::pair("tW", "Zh_tw"),
-                                         {"pt", "pt_pt"},
-                                         {"xx", KEPT},
-                                         {"E", KEPT},
-                                         {"ENG", KEPT},
-                                         {" DE", KEPT}}) {
+    const std::pair<const char*, const char*> codes[] = {
+        {"tW", "Zh_tw"}, {"pt", "pt_pt"}, {"xx", KEPT}, {"E", KEPT}, {"ENG", KEPT}, {" DE", KEPT}};
+    for (const auto& [code, expected] : codes) {
         strcpy(text, KEPT);
         EXPECT_EQ(lookupLanguageCode(code, text), expected != KEPT ? 0 : -1);
         EXPECT_STREQ(text, expected) << code;
