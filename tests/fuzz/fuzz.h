@@ -71,4 +71,3 @@ class Room {
 
 // What the system would answer: services/system_locale.h.
 extern bool twoByteCodePage;  // 932, else one of single bytes
-extern uint16_t languageOfTheSystem;

@@ -4,13 +4,8 @@
 #include "tests/fuzz/fuzz.h"
 
 bool twoByteCodePage;
-uint16_t languageOfTheSystem;
 
 bool isLeadByte(char value) {
     const auto byte = static_cast<unsigned char>(value);
     return twoByteCodePage && ((byte >= 0x81 && byte <= 0x9F) || (byte >= 0xE0 && byte <= 0xFC));
-}
-
-uint16_t systemLanguageId() {
-    return languageOfTheSystem;
 }

@@ -1,17 +1,18 @@
-// Makes the system fail: puts a function of the tests in the place of an imported one, for all code
-// that is linked into the test program.
+// Makes the system fail: puts a function of the tests in the place of one that a module imports,
+// for all code that is linked into that module, which is the test program unless another is named.
 #pragma once
 
 #include <windows.h>
 
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <utility>
 
-// The place of the test program's import table that holds the function's address. Ends the program
-// when nothing imports the function, because the test would then test nothing.
-inline void** findImport(const char* name) {
-    const auto base = reinterpret_cast<char*>(GetModuleHandleA(nullptr));
+// The place of a module's import table that holds the function's address. Ends the program when the
+// module does not import the function, because the test would then test nothing.
+inline void** findImport(const char* name, HMODULE module) {
+    const auto base = reinterpret_cast<char*>(module);
     const auto dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
     const auto headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
     const auto& directory = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
@@ -21,6 +22,7 @@ inline void** findImport(const char* name) {
         auto names = reinterpret_cast<const IMAGE_THUNK_DATA*>(base + library->OriginalFirstThunk);
         auto places = reinterpret_cast<void**>(base + library->FirstThunk);
         for (; names->u1.AddressOfData != 0; ++names, ++places) {
+            if (IMAGE_SNAP_BY_ORDINAL(names->u1.Ordinal)) continue;
             const auto entry =
                 reinterpret_cast<const IMAGE_IMPORT_BY_NAME*>(base + names->u1.AddressOfData);
             if (strcmp(reinterpret_cast<const char*>(entry->Name), name) == 0) return places;
@@ -30,71 +32,72 @@ inline void** findImport(const char* name) {
 }
 
 // Replaces the function for as long as the object lives.
+template <typename Function>
 class PatchedImport {
   public:
-    template <typename Function>
-    PatchedImport(const char* name, Function* replacement)
-        : place_(findImport(name)), original_(*place_) {
-        write(reinterpret_cast<void*>(replacement));
+    PatchedImport(const char* name, Function* replacement, HMODULE module)
+        : place_(findImport(name, module)), original(reinterpret_cast<Function*>(*place_)) {
+        write(replacement);
     }
     PatchedImport(const PatchedImport&) = delete;
     PatchedImport& operator=(const PatchedImport&) = delete;
-    ~PatchedImport() { write(original_); }
-
-    template <typename Function>
-    Function* original() const {
-        return reinterpret_cast<Function*>(original_);
-    }
+    ~PatchedImport() { write(original); }
 
   private:
-    void write(void* address) {
+    void write(Function* address) {
         DWORD protection = 0;
         VirtualProtect(place_, sizeof *place_, PAGE_READWRITE, &protection);
-        *place_ = address;
+        *place_ = reinterpret_cast<void*>(address);
         VirtualProtect(place_, sizeof *place_, protection, &protection);
     }
 
-    void** place_;
-    void* original_;
+    void** const place_;
+
+  public:
+    Function* const original;
 };
 
 constexpr int EACH_CALL = 0;
 
-// Makes one call of a system function, counted from 1, or each of them, give a result of the test's
-// instead of doing its work. One object for each type of function at a time.
-template <typename Function>
-class FailingImport;
+// Replaces a function of the system by what a lambda does, or makes one call of it, counted from 1,
+// or each of them, give a result instead of doing its work. Each object has a tag of its own.
+template <typename Function, typename Tag>
+class ReplacedImport;
 
-template <typename Result, typename... Arguments>
-class FailingImport<Result WINAPI(Arguments...)> {
+template <typename Result, typename... Arguments, typename Tag>
+class ReplacedImport<Result WINAPI(Arguments...), Tag> {
   public:
-    FailingImport(const char* name, Result result, int call = EACH_CALL, DWORD error = 0)
-        : patch_(name, fail) {
-        state = {patch_.template original<Result WINAPI(Arguments...)>(), result, call, error, 0};
+    using Hook = std::function<Result(Arguments...)>;
+    ReplacedImport(const char* name, Hook hook, HMODULE module = GetModuleHandleA(nullptr))
+        : patch_(name, run, module) {
+        hook_ = std::move(hook);
     }
-    static int calls() { return state.calls; }
+    ReplacedImport(const char* name, Result result, int call = EACH_CALL, DWORD error = 0,
+                   HMODULE module = GetModuleHandleA(nullptr))
+        : ReplacedImport(
+              name,
+              [=, this](Arguments... arguments) {
+                  if (++calls != call && call != EACH_CALL) return original(arguments...);
+                  SetLastError(error);
+                  return result;
+              },
+              module) {}
+    Result original(Arguments... arguments) const { return patch_.original(arguments...); }
+
+    int calls = 0;
 
   private:
-    struct State {
-        Result(WINAPI* original)(Arguments...);
-        Result result;
-        int failing;
-        DWORD error;
-        int calls;
-    };
-    static inline State state;
+    static inline Hook hook_;
+    static Result WINAPI run(Arguments... arguments) { return hook_(arguments...); }
 
-    static Result WINAPI fail(Arguments... arguments) {
-        ++state.calls;
-        if (state.failing != EACH_CALL && state.calls != state.failing) {
-            return state.original(arguments...);
-        }
-        SetLastError(state.error);
-        return state.result;
-    }
-
-    PatchedImport patch_;
+    const PatchedImport<Result WINAPI(Arguments...)> patch_;
 };
 
-#define FAILING(function, ...) \
-    const FailingImport<decltype(function)> failing_##function(#function, __VA_ARGS__)
+#define REPLACING(function, ...)                                             \
+    ReplacedImport<decltype(function), decltype([] {})> replaced##function { \
+#function, __VA_ARGS__                                               \
+    }
+#define FAILING(function, ...)                                              \
+    ReplacedImport<decltype(function), decltype([] {})> failing##function { \
+#function, __VA_ARGS__                                              \
+    }

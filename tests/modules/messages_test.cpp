@@ -6,40 +6,30 @@
 
 namespace {
 
-std::wstring consoleText;
-unsigned consoleWrites;
-
-// A console that takes at most 100 characters a call, and none after the fifth.
-BOOL WINAPI writeSome(HANDLE, const void* text, DWORD count, DWORD* written, void*) {
-    *written = std::min<DWORD>(count, 100);
-    consoleText.append(static_cast<const wchar_t*>(text), *written);
-    return ++consoleWrites < 6;
-}
-
 using Messages = RegistrySandbox;
 
+// A console that takes at most 100 characters a call, and none after the fifth.
 TEST_F(Messages, ConsoleGetsTheWholeLine) {
-    const PatchedImport patch("WriteConsoleW", writeSome);
+    std::wstring shown;
+    unsigned writes = 0;
+    REPLACING(WriteConsoleW, [&](HANDLE, const void* text, DWORD count, DWORD* written, void*) {
+        *written = std::min<DWORD>(count, 100);
+        shown.append(static_cast<const wchar_t*>(text), *written);
+        return BOOL{++writes < 6};
+    });
     const std::string longLine(450, 'x');
     EXPECT_TRUE(writeToConsole(nullptr, (longLine + "\n").c_str()));
-    EXPECT_EQ(consoleText, std::wstring(450, L'x') + L"\r\n");
-    EXPECT_EQ(consoleWrites, 5u);
+    EXPECT_EQ(shown, std::wstring(450, L'x') + L"\r\n");
+    EXPECT_EQ(writes, 5u);
     writeToConsole(nullptr, longLine.c_str());  // the next call fails, and that ends it
-    EXPECT_EQ(consoleWrites, 6u);
+    EXPECT_EQ(writes, 6u);
 }
 
-TEST_F(Messages, TextThatALibraryLacksShowsItsNumberAndArguments) {
-    const auto printed = [](const char* arg1, const char* arg2) {
-        return outcomeOf([=] { return say(1017, arg1, arg2), 0; }).second;
-    };
-    EXPECT_EQ(printed(nullptr, nullptr), "[1017]\n");
-    EXPECT_EQ(printed("a", nullptr), "[1017] a\n");
-    EXPECT_EQ(printed("a", "b%d"), "[1017] a b0\n");
+TEST_F(Messages, LongestArguments) {
     const std::string longest(5000, 'x');
-    EXPECT_EQ(printed(longest.c_str(), ""), "[1017] " + longest + " \n");
+    EXPECT_EQ(outcomeOf([&] { return say(1017, longest.c_str(), "b%d"), 0; }).second,
+              "[1017] " + longest + " b0\n");
 }
-
-// The stack's guard --------------------------------------------------------------------------
 
 extern "C" uintptr_t __stack_chk_guard;
 extern "C" [[noreturn]] void __stack_chk_fail();

@@ -13,7 +13,6 @@
 
 #include "run/run_settings.h"
 #include "services/owners.h"
-#include "services/system_library.h"
 
 using namespace std::string_literals;
 
@@ -21,31 +20,17 @@ class RegistrySandbox : public testing::Test {
   protected:
     RegistrySandbox() {
         resetRunSettings();
-        RegCreateKeyA(HKEY_CURRENT_USER, scratch_.c_str(), key_.put());
+        RegCreateKeyA(HKEY_USERS, scratch.c_str(), key_.put());
         RegOverridePredefKey(HKEY_LOCAL_MACHINE, key_.get());
     }
     ~RegistrySandbox() override {
         RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
-        RegDeleteTreeA(HKEY_CURRENT_USER, scratch_.c_str());
+        RegDeleteTreeA(HKEY_USERS, scratch.c_str());
     }
-
-    // The scratch key's path in the whole registry, which links need.
-    std::wstring absolutePath() const {
-        char buffer[1024] = "";
-        ULONG size = 0;
-        queryKey(key_.get(), 3, buffer, sizeof buffer, &size);  // KeyNameInformation
-        const auto* bytes = reinterpret_cast<const ULONG*>(buffer);
-        return {reinterpret_cast<const wchar_t*>(bytes + 1), *bytes / sizeof(wchar_t)};
-    }
+    const std::string scratch =
+        ".DEFAULT\\Software\\zelkpmreg-" + std::to_string(GetCurrentProcessId());
 
   private:
-    static LONG queryKey(HKEY key, int kind, void* out, ULONG room, ULONG* size) {
-        using QueryKey = LONG NTAPI(HKEY, int, void*, ULONG, ULONG*);
-        return findFunction<QueryKey>(GetModuleHandleA("ntdll.dll"), "NtQueryKey")(key, kind, out,
-                                                                                   room, size);
-    }
-
-    const std::string scratch_ = "Software\\zelkpmreg-" + std::to_string(GetCurrentProcessId());
     OwnedKey key_;
 };
 
@@ -100,12 +85,8 @@ inline Values valuesOf(const std::string& path) {
     }
 }
 
-// Expects exactly these values.
-inline void expectValues(const std::string& path, const Values& expected) {
-    EXPECT_EQ(valuesOf(path), expected) << path;
-}
-
-inline bool keyExists(const std::string& path) {
+// With REG_OPTION_OPEN_LINK also for a link without a target.
+inline bool keyExists(const std::string& path, DWORD options = 0) {
     OwnedKey key;
-    return RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, READ_CONTROL, key.put()) == 0;
+    return RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), options, READ_CONTROL, key.put()) == 0;
 }

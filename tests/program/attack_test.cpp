@@ -4,11 +4,9 @@
 
 #include <winioctl.h>
 
-#include <atomic>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <thread>
 
 #include "msg/message_ids.h"
@@ -17,33 +15,6 @@
 namespace {
 
 namespace fs = std::filesystem;
-
-// Does something again and again while the object lives.
-class Racing {
-  public:
-    explicit Racing(std::function<void()> step)
-        : thread_([this, step] {
-              while (!ended_) step();
-          }) {}
-    ~Racing() {
-        ended_ = true;
-        thread_.join();
-    }
-
-  private:
-    std::atomic<bool> ended_{false};
-    std::thread thread_;
-};
-
-// Calls found with the name of a temporary file in the folder, if there is one.
-void findTemporary(const std::string& folder,
-                   const std::function<void(const std::string&)>& found) {
-    WIN32_FIND_DATAA data;
-    const HANDLE search = FindFirstFileA((folder + "\\ZEL*.tmp").c_str(), &data);
-    if (search == INVALID_HANDLE_VALUE) return;
-    FindClose(search);
-    found(data.cFileName);
-}
 
 // Points a folder to another one, as any user can on Windows; false where the system cannot.
 bool makeJunction(const std::string& path, const std::string& target) {
@@ -128,17 +99,22 @@ TEST_F(Attacks, RacesForTheTemporaryFile) {
     for (int round = 0; round < 10; ++round) {
         const bool byJunction = junctions && round % 4 < 2;
         if (byJunction) SetEnvironmentVariableA("TMP", junction.c_str());
-        const Racing racing([&] {
-            findTemporary(one, [&](const std::string& found) {
-                const std::string file = (byJunction ? two : one) + '\\' + found;
-                CreateHardLinkA((file + ".exe").c_str(), victim.c_str(), nullptr);
-                std::ofstream(file, std::ios::binary) << program;
-                if (!byJunction) return;
-                RemoveDirectoryA(junction.c_str());
-                makeJunction(junction, two);
-            });
+        std::jthread racing([&](const std::stop_token& stop) {
+            while (!stop.stop_requested()) {
+                for (const auto& found : fs::directory_iterator(one)) {
+                    if (found.path().extension() != ".tmp") continue;
+                    const std::string name = found.path().filename().string();
+                    const std::string file = (byJunction ? two : one) + '\\' + name;
+                    CreateHardLinkA((file + ".exe").c_str(), victim.c_str(), nullptr);
+                    std::ofstream(file, std::ios::binary) << program;
+                    if (!byJunction) continue;
+                    RemoveDirectoryA(junction.c_str());
+                    makeJunction(junction, two);
+                }
+            }
         });
         EXPECT_EQ(run(round % 2 == 0 ? "-c MYCOPY" : "-u -c MYCOPY").code, 0);
+        racing = {};
         SetEnvironmentVariableA("TMP", one.c_str());
         if (byJunction && RemoveDirectoryA(junction.c_str())) makeJunction(junction, one);
     }
@@ -154,10 +130,10 @@ TEST_F(Attacks, DefaultLogThatIsALink) {
     const bool mine = fs::create_directory(logs);
     std::vector<std::string> links;
     for (time_t second = time(nullptr); links.size() < 10; ++second) {
-        std::string stamp = asctime(localtime(&second));
-        std::replace(stamp.begin(), stamp.end(), ':', '_');
+        char stamp[40];
+        strftime(stamp, sizeof stamp, "%a %b %d %H_%M_%S %Y", localtime(&second));
         if (stamp[8] == '0') stamp[8] = ' ';
-        links.push_back(logs + "\\quenlet-" + stamp.substr(0, 24) + ".log");
+        links.push_back(logs + "\\quenlet-" + stamp + ".log");
         ASSERT_TRUE(CreateHardLinkA(links.back().c_str(), victim.c_str(), nullptr));
     }
     const auto expectRefused = [&] {

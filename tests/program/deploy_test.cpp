@@ -105,7 +105,7 @@ TEST_F(Deploy, Refuses) {
     expect(-108, "upgrade MYCOPY" + log, {"registered for another folder"}, other);
     expect(1, "upgrade MYCOPY -l", {"previous record is restored"});
     const int code = isWine() ? -113 : ERROR_ACCESS_DENIED;
-    expect(code, "upgrade MYCOPY" + log, {}, dir, {.rights = NO_ADMINISTRATOR});
+    expect(code, "upgrade MYCOPY" + log, {}, dir, {.administrator = false});
     expect(0, "register MYCOPY -d" + log, {"already registered", "!MISSING"});
     expect(0, "register OTHER" + log, {}, other);
     expect(-104, "unregister MYCOPY" + log, {"!LEFT"});

@@ -2,9 +2,10 @@
 
 #include <filesystem>
 #include <fstream>
-#include <memory>
 #include <regex>
 #include <sstream>
+
+#include "services/owners.h"
 
 namespace {
 
@@ -13,8 +14,6 @@ const std::string DOTNET = "SOFTWARE\\Microsoft\\.NETFramework";
 const std::string POOLING = DRIVERS + "\\ODBC Connection Pooling";
 const std::regex LINE("(.*?) \\|( (.*) = (\\d+):([^]*))?");
 SECURITY_ATTRIBUTES inheritable = {sizeof inheritable, nullptr, TRUE};
-
-using Handle = std::shared_ptr<void>;
 
 // With letters that are not ASCII, as far as the code page of the system has them.
 std::string defaultName() {
@@ -30,21 +29,20 @@ std::string buildFolder() {
 }
 
 void readKey(const std::string& path, Registry& lines) {
-    HKEY key = nullptr;
-    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &key)) return;
+    OwnedKey key;
+    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, key.put())) return;
     lines.insert(path + " |");
     std::string name(16384, '\0'), data(1 << 16, '\0');
     for (DWORD i = 0, type = 0;; ++i) {
         DWORD nameSize = 16384, size = 1 << 16;
-        if (RegEnumValueA(key, i, name.data(), &nameSize, nullptr, &type,
+        if (RegEnumValueA(key.get(), i, name.data(), &nameSize, nullptr, &type,
                           reinterpret_cast<BYTE*>(data.data()), &size))
             break;
         lines.insert(path + " | " + name.substr(0, nameSize) + " = " + std::to_string(type) + ':' +
                      data.substr(0, size));
     }
-    for (DWORD i = 0; RegEnumKeyA(key, i, name.data(), 256) == 0; ++i)
+    for (DWORD i = 0; RegEnumKeyA(key.get(), i, name.data(), 256) == 0; ++i)
         readKey(path + '\\' + name.c_str(), lines);
-    RegCloseKey(key);
 }
 
 bool isOurs(const std::string& line) {
@@ -66,35 +64,20 @@ void clean() {
     if (isWine()) removeKey(DOTNET);
 }
 
-// Null where the system gives no such token.
-Handle makeToken(Rights rights) {
-    HANDLE token = nullptr;
-    OpenProcessToken(GetCurrentProcess(), TOKEN_ALL_ACCESS, &token);
-    Handle owner(token, CloseHandle);
-    DWORD size = 0;
-    if (rights == FILTERED_ADMINISTRATOR) {
-        TOKEN_LINKED_TOKEN linked = {};
-        GetTokenInformation(token, TokenLinkedToken, &linked, sizeof linked, &size);
-        DuplicateTokenEx(linked.LinkedToken, MAXIMUM_ALLOWED, nullptr, SecurityImpersonation,
-                         TokenPrimary, &token);
-        CloseHandle(linked.LinkedToken);
-        owner = Handle(token, CloseHandle);
-    }
+// Of this user, but no administrator.
+OwnedHandle makeLimitedToken() {
+    OwnedHandle own, limited;
+    OpenProcessToken(GetCurrentProcess(), TOKEN_ALL_ACCESS, own.put());
     BYTE sid[SECURITY_MAX_SID_SIZE];
     SID_AND_ATTRIBUTES administrators = {sid, 0};
-    size = sizeof sid;
+    DWORD size = sizeof sid;
     CreateWellKnownSid(WinBuiltinAdministratorsSid, nullptr, sid, &size);
-    HANDLE limited = nullptr;
-    CreateRestrictedToken(token, 0, 1, &administrators, 0, nullptr, 0, nullptr, &limited);
-    return Handle(limited, CloseHandle);
+    CreateRestrictedToken(own.get(), 0, 1, &administrators, 0, nullptr, 0, nullptr, limited.put());
+    return limited;
 }
 
 struct Pipe {
-    Pipe() {
-        HANDLE in = nullptr, out = nullptr;
-        CreatePipe(&in, &out, &inheritable, 1 << 20);  // no run fills it
-        end = Handle(in, CloseHandle), start = Handle(out, CloseHandle);
-    }
+    Pipe() { CreatePipe(end.put(), start.put(), &inheritable, 1 << 20); }  // no run fills it
     std::string rest() const {
         DWORD size = 0;
         PeekNamedPipe(end.get(), nullptr, 0, nullptr, &size, nullptr);
@@ -103,7 +86,7 @@ struct Pipe {
         std::erase(data, '\r');
         return data;
     }
-    Handle end, start;
+    OwnedHandle end, start;
 };
 
 }  // namespace
@@ -208,16 +191,14 @@ Result Machine::execute(std::string command, const Start& start) const {
     STARTUPINFOA startup = {};
     startup.cb = sizeof startup;
     startup.dwFlags = STARTF_USESTDHANDLES;
-    if (start.output != INVALID_HANDLE_VALUE) {
-        startup.hStdInput = input.end.get();
-        startup.hStdOutput = startup.hStdError = start.output ? start.output : output.start.get();
-    }
+    startup.hStdInput = input.end.get();
+    startup.hStdOutput = startup.hStdError = start.output ? start.output : output.start.get();
     PROCESS_INFORMATION process = {};
-    const Handle token = start.rights == ADMINISTRATOR ? nullptr : makeToken(start.rights);
+    const OwnedHandle token = start.administrator ? OwnedHandle() : makeLimitedToken();
     if (!CreateProcessAsUserA(token.get(), nullptr, command.data(), nullptr, nullptr, TRUE, 0,
                               nullptr, nullptr, &startup, &process))
         return {.startError = GetLastError()};
-    const Handle program(process.hProcess, CloseHandle), thread(process.hThread, CloseHandle);
+    const OwnedHandle program(process.hProcess), thread(process.hThread);
     if (WaitForSingleObject(process.hProcess, 60000) != WAIT_OBJECT_0) {
         ADD_FAILURE() << "does not end: " << command;
         TerminateProcess(process.hProcess, WAIT_TIMEOUT);

@@ -30,14 +30,12 @@ bool isWine();
 std::string readFile(const std::string& path);  // lines end with "\n"
 std::string message(unsigned id);               // in English
 
-enum Rights { ADMINISTRATOR, NO_ADMINISTRATOR, FILTERED_ADMINISTRATOR };
-
 struct Start {
     std::string log = "run.log";  // below Machine::scratch
     std::string input = {};       // what is in the pipe that is standard input
     std::string orders = {};      // for the stand-in of the ODBC installer
-    HANDLE output = nullptr;      // null: a pipe; INVALID_HANDLE_VALUE: no standard handles at all
-    Rights rights = ADMINISTRATOR;
+    HANDLE output = nullptr;      // null: a pipe
+    bool administrator = true;
 };
 
 struct Result {

@@ -7,7 +7,7 @@
 
 #include <cstdlib>
 
-#include "services/system_library.h"
+#include "tests/modules/import_patch.h"
 
 namespace {
 
@@ -24,10 +24,12 @@ using CreateKey = LONG NTAPI(HANDLE*, ACCESS_MASK, OBJECT_ATTRIBUTES*, ULONG, UN
 using SetValueKey = LONG NTAPI(HANDLE, UNICODE_STRING*, ULONG, ULONG, const void*, ULONG);
 using DeleteKey = LONG NTAPI(HANDLE);
 using DeleteValueKey = LONG NTAPI(HANDLE, UNICODE_STRING*);
+using GetFunction = void* WINAPI(HMODULE, const char*);
 CreateKey* createKey;
 SetValueKey* setValueKey;
 DeleteKey* deleteKey;
 DeleteValueKey* deleteValueKey;
+GetFunction* getProcAddress;
 
 LONG NTAPI watchCreateKey(HANDLE* key, ACCESS_MASK access, OBJECT_ATTRIBUTES* attributes,
                           ULONG index, UNICODE_STRING* type, ULONG options, ULONG* disposition) {
@@ -50,36 +52,16 @@ LONG NTAPI watchDeleteValueKey(HANDLE key, UNICODE_STRING* name) {
     return counted(deleteValueKey(key, name));
 }
 
-using GetFunction = void* WINAPI(HMODULE, const char*);
-GetFunction* getProcAddress;
-
 void* WINAPI watchGetProcAddress(HMODULE module, const char* name) {
     void* found = getProcAddress(module, name);
     if (found != reinterpret_cast<void*>(deleteKey)) return found;
     return reinterpret_cast<void*>(watchDeleteKey);
 }
 
-// Puts hook in the place of what importer (null: the program) imports.
+// Puts hook in the place of what importer (null: the program) imports, to the end of the process.
 template <typename Function>
-void watch(const char* importer, const char* exporter, const char* name, Function* hook,
-           Function*& original) {
-    const auto base = reinterpret_cast<BYTE*>(GetModuleHandleA(importer));
-    const auto target =
-        reinterpret_cast<ULONG_PTR>(findFunction<Function>(GetModuleHandleA(exporter), name));
-    const auto headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(
-        base + reinterpret_cast<const IMAGE_DOS_HEADER*>(base)->e_lfanew);
-    const auto& table = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
-    auto library = reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(base + table.VirtualAddress);
-    for (; library->FirstThunk != 0; ++library) {
-        for (auto slot = reinterpret_cast<ULONG_PTR*>(base + library->FirstThunk); *slot; ++slot) {
-            if (*slot != target) continue;
-            DWORD old = 0;
-            VirtualProtect(slot, sizeof *slot, PAGE_READWRITE, &old);
-            original = reinterpret_cast<Function*>(*slot);
-            *slot = reinterpret_cast<ULONG_PTR>(hook);
-            VirtualProtect(slot, sizeof *slot, old, &old);
-        }
-    }
+void watch(const char* importer, const char* name, Function* hook, Function*& original) {
+    original = (new PatchedImport<Function>(name, hook, GetModuleHandleA(importer)))->original;
 }
 
 }  // namespace
@@ -90,10 +72,10 @@ BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
     GetEnvironmentVariableA("ZELK_BREAK_AFTER", number, sizeof number);
     changesLeft = atol(number);
     constexpr const char* BASE = "kernelbase.dll";
-    watch(BASE, "ntdll.dll", "NtCreateKey", watchCreateKey, createKey);
-    watch(BASE, "ntdll.dll", "NtSetValueKey", watchSetValueKey, setValueKey);
-    watch(BASE, "ntdll.dll", "NtDeleteKey", watchDeleteKey, deleteKey);
-    watch(BASE, "ntdll.dll", "NtDeleteValueKey", watchDeleteValueKey, deleteValueKey);
-    watch(nullptr, "kernel32.dll", "GetProcAddress", watchGetProcAddress, getProcAddress);
-    return createKey && setValueKey && deleteKey && deleteValueKey && getProcAddress;
+    watch(BASE, "NtCreateKey", watchCreateKey, createKey);
+    watch(BASE, "NtSetValueKey", watchSetValueKey, setValueKey);
+    watch(BASE, "NtDeleteKey", watchDeleteKey, deleteKey);
+    watch(BASE, "NtDeleteValueKey", watchDeleteValueKey, deleteValueKey);
+    watch(nullptr, "GetProcAddress", watchGetProcAddress, getProcAddress);
+    return TRUE;
 }

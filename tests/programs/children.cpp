@@ -10,9 +10,7 @@
 
 int main(int argc, char** argv) {
     const std::string name = argc > 1 ? argv[1] : "";
-    if (name == "arguments") {
-        for (int i = 2; i < argc; ++i) printf("[%s]", argv[i]);
-    } else if (name == "flood") {
+    if (name == "flood") {
         // A little to the one stream and a little to the other.
         std::string part(4600, ' ');
         for (size_t i = 0; i < part.size(); ++i) part[i] = static_cast<char>('a' + i % 23);
@@ -22,8 +20,6 @@ int main(int argc, char** argv) {
             fwrite(part.data(), 1, count, stderr);
             left -= count;
         }
-    } else if (name == "input") {
-        puts(getchar() == EOF ? "no input" : "input");
     } else if (name == "leave") {
         // A program that has this one's streams, and lives until the event is set.
         _spawnl(_P_NOWAIT, argv[0], "children", "hold", argv[2], nullptr);

@@ -10,7 +10,6 @@
 #include "registration/copy_name_registry.h"
 #include "services/command_builder.h"
 #include "services/same_name.h"
-
 #include "services/text.h"
 
 namespace {
@@ -33,7 +32,6 @@ TEST(Text, ResultsAndBounds) {
         {appendText, nullptr, 3, TEXT_OK, "ab"},
         {formatBracketed, "12", 5, TEXT_OK, "<12>"},
         {formatBracketed, "12", 4, TEXT_CUT, "<12"}};
-
     for (const auto& [call, text, size, result, expected] : cases) {
         char out[] = "ab\0######";
         EXPECT_EQ(call(out, size, text), result) << expected;
