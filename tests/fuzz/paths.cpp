@@ -1,6 +1,8 @@
 // Lines: a path; a text to trim; the characters to trim; a size.
 #include "services/path.h"
 
+#include <climits>
+
 #include "services/text.h"
 #include "tests/fuzz/fuzz.h"
 
@@ -54,18 +56,18 @@ void checkTrimming(const std::string& text, const std::string& set) {
 
 void checkBounds(const std::string& first, const std::string& second, size_t size) {
     const Room room(size);
-    copyText(room.get(), size, nullptr);
-    if (copyText(room.get(), size, first.c_str()) == TEXT_INVALID) {
-        DEMAND(size == 0);
-        return;
-    }
+    DEMAND(copyText(room.get(), size_t{INT_MAX} + 1, first.c_str()) == TEXT_INVALID);
+    DEMAND(copyText(room.get(), size, nullptr) == (size == 0 ? TEXT_INVALID : TEXT_OK));
+    if (size == 0) return;
+    DEMAND(copyText(room.get(), size, first.c_str()) == (first.size() < size ? TEXT_OK : TEXT_CUT));
     DEMAND(room.text() == first.substr(0, size - 1));
     const std::string both = first.substr(0, size - 1) + second;
     const int32_t result = appendText(room.get(), size, second.c_str());
     DEMAND(result == (both.size() < size ? TEXT_OK : TEXT_CUT));
     DEMAND(room.text() == both.substr(0, size - 1));
     const Room formatted(size);
-    formatText(formatted.get(), size, "%s%s", first.substr(0, size - 1).c_str(), second.c_str());
+    DEMAND(formatText(formatted.get(), size, "%s%s", first.substr(0, size - 1).c_str(),
+                      second.c_str()) == result);
     DEMAND(formatted.text() == room.text());
     const Room unterminated(size);
     appendText(unterminated.get(), size, second.c_str());

@@ -1,5 +1,4 @@
-// Makes the system fail: puts a function of the tests in the place of one that a module imports,
-// for all code that is linked into that module, which is the test program unless another is named.
+// Makes the system fail: puts a function of the tests in the place of an imported one.
 #pragma once
 
 #include <windows.h>
@@ -9,10 +8,11 @@
 #include <functional>
 #include <utility>
 
-// The place of a module's import table that holds the function's address. Ends the program when the
-// module does not import the function, because the test would then test nothing.
-inline void** findImport(const char* name, HMODULE module) {
-    const auto base = reinterpret_cast<char*>(module);
+// Replaces what a module (null: the program) imports by that name, and returns what it was. Ends
+// the program when nothing is imported, because the test would then test nothing.
+template <typename Function>
+Function* replaceImport(const char* importer, const char* name, Function* function) {
+    const auto base = reinterpret_cast<char*>(GetModuleHandleA(importer));
     const auto dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
     const auto headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
     const auto& directory = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
@@ -20,47 +20,27 @@ inline void** findImport(const char* name, HMODULE module) {
         reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(base + directory.VirtualAddress);
     for (; library->Name != 0; ++library) {
         auto names = reinterpret_cast<const IMAGE_THUNK_DATA*>(base + library->OriginalFirstThunk);
-        auto places = reinterpret_cast<void**>(base + library->FirstThunk);
+        auto places = reinterpret_cast<Function**>(base + library->FirstThunk);
         for (; names->u1.AddressOfData != 0; ++names, ++places) {
             if (IMAGE_SNAP_BY_ORDINAL(names->u1.Ordinal)) continue;
             const auto entry =
                 reinterpret_cast<const IMAGE_IMPORT_BY_NAME*>(base + names->u1.AddressOfData);
-            if (strcmp(reinterpret_cast<const char*>(entry->Name), name) == 0) return places;
+            if (strcmp(reinterpret_cast<const char*>(entry->Name), name) != 0) continue;
+            DWORD protection = 0;
+            VirtualProtect(places, sizeof *places, PAGE_READWRITE, &protection);
+            Function* const original = std::exchange(*places, function);
+            VirtualProtect(places, sizeof *places, protection, &protection);
+            return original;
         }
     }
     abort();
 }
 
-// Replaces the function for as long as the object lives.
-template <typename Function>
-class PatchedImport {
-  public:
-    PatchedImport(const char* name, Function* replacement, HMODULE module)
-        : place_(findImport(name, module)), original(reinterpret_cast<Function*>(*place_)) {
-        write(replacement);
-    }
-    PatchedImport(const PatchedImport&) = delete;
-    PatchedImport& operator=(const PatchedImport&) = delete;
-    ~PatchedImport() { write(original); }
-
-  private:
-    void write(Function* address) {
-        DWORD protection = 0;
-        VirtualProtect(place_, sizeof *place_, PAGE_READWRITE, &protection);
-        *place_ = reinterpret_cast<void*>(address);
-        VirtualProtect(place_, sizeof *place_, protection, &protection);
-    }
-
-    void** const place_;
-
-  public:
-    Function* const original;
-};
-
 constexpr int EACH_CALL = 0;
 
-// Replaces a function of the system by what a lambda does, or makes one call of it, counted from 1,
-// or each of them, give a result instead of doing its work. Each object has a tag of its own.
+// For as long as the object lives, a lambda takes the place of a function that the test program, or
+// another module, imports; or one call of it, counted from 1, or each of them, gives a result
+// instead of doing its work. Each object has a tag of its own.
 template <typename Function, typename Tag>
 class ReplacedImport;
 
@@ -68,12 +48,13 @@ template <typename Result, typename... Arguments, typename Tag>
 class ReplacedImport<Result WINAPI(Arguments...), Tag> {
   public:
     using Hook = std::function<Result(Arguments...)>;
-    ReplacedImport(const char* name, Hook hook, HMODULE module = GetModuleHandleA(nullptr))
-        : patch_(name, run, module) {
+    ReplacedImport(const char* name, Hook hook, const char* importer = nullptr)
+        : name_(name), importer_(importer) {
         hook_ = std::move(hook);
+        original = replaceImport(importer, name, run);
     }
     ReplacedImport(const char* name, Result result, int call = EACH_CALL, DWORD error = 0,
-                   HMODULE module = GetModuleHandleA(nullptr))
+                   const char* importer = nullptr)
         : ReplacedImport(
               name,
               [=, this](Arguments... arguments) {
@@ -81,23 +62,23 @@ class ReplacedImport<Result WINAPI(Arguments...), Tag> {
                   SetLastError(error);
                   return result;
               },
-              module) {}
-    Result original(Arguments... arguments) const { return patch_.original(arguments...); }
+              importer) {}
+    ReplacedImport(const ReplacedImport&) = delete;
+    ReplacedImport& operator=(const ReplacedImport&) = delete;
+    ~ReplacedImport() { replaceImport(importer_, name_, original); }
 
+    Result(WINAPI* original)(Arguments...);
     int calls = 0;
 
   private:
     static inline Hook hook_;
     static Result WINAPI run(Arguments... arguments) { return hook_(arguments...); }
 
-    const PatchedImport<Result WINAPI(Arguments...)> patch_;
+    const char* const name_;
+    const char* const importer_;
 };
 
-#define REPLACING(function, ...)                                             \
-    ReplacedImport<decltype(function), decltype([] {})> replaced##function { \
-#function, __VA_ARGS__                                               \
-    }
-#define FAILING(function, ...)                                              \
-    ReplacedImport<decltype(function), decltype([] {})> failing##function { \
-#function, __VA_ARGS__                                              \
-    }
+#define REPLACING_AS(object, function, ...) \
+    ReplacedImport<decltype(function), decltype([] {})> object = {#function, __VA_ARGS__}
+#define REPLACING(function, ...) REPLACING_AS(replaced##function, function, __VA_ARGS__)
+#define FAILING(function, ...) REPLACING_AS(failing##function, function, __VA_ARGS__)

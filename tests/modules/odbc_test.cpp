@@ -41,6 +41,11 @@ TEST_F(Odbc, InstallerIsMissing) {
     boxes.clear();
     EXPECT_EQ(stepPrints(1), "[1041]\n[1043]\n");
     EXPECT_EQ(boxes, "[|"s + _pgmptr + "|64]");
+    missing = "SQLInstallDriverEx";
+    EXPECT_EQ(stepPrints(0), "[1038] -1879048190\n");
+    missing = "SQLRemoveDriver";
+    makeKey(DRIVER);
+    EXPECT_EQ(stepPrints(1), "[1041]\n[1042] -1879048190\n");
 }
 
 TEST_F(Odbc, SettingsThatCannotBeWrittenAreNoFailure) {

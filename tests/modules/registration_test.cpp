@@ -67,7 +67,10 @@ TEST_F(CopyRecord, WhichFailuresDecide) {
 TEST_F(CopyRecord, IdentifiersThatCannotBeMadeAreLeftOut) {
     FAILING(GetProcAddress, nullptr, 1);
     EXPECT_EQ(add(), Outcome(0, "[1048]\n"));
-    EXPECT_EQ(valuesOf(OLEDB).size(), 4u);
+    for (const char* name : {"ORVANEDAZELK", "ORVANEDAZELK Error Lookup"})
+        EXPECT_EQ(RegGetValueA(HKEY_LOCAL_MACHINE, OLEDB.c_str(), name, RRF_RT_REG_SZ, nullptr,
+                               nullptr, nullptr) == 0,
+                  name[12] != 0);
 }
 
 const std::string UNINSTALL = "Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall";
@@ -109,7 +112,7 @@ TEST_F(Tools, FrameworkRoot) {
 }
 
 TEST_F(Tools, FailuresOfTheRunnerAreReported) {
-    FAILING(CreateThread, nullptr, EACH_CALL, 0, GetModuleHandleA("msvcrt.dll"));
+    FAILING(CreateThread, nullptr, EACH_CALL, 0, "msvcrt.dll");
     FAILING(CreateProcessA, FALSE);
     const std::string path = std::filesystem::temp_directory_path().string();
     std::filesystem::create_directory(path + "bin");

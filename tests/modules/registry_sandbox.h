@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <set>
 #include <string>
 #include <tuple>
 
@@ -67,22 +66,6 @@ inline void putValue(const std::string& path, const char* name, DWORD type,
     const std::string padded = data + 'Z';
     RegSetValueExA(makeKey(path).get(), name, 0, type, reinterpret_cast<const BYTE*>(padded.data()),
                    static_cast<DWORD>(data.size()));
-}
-
-using Values = std::set<std::tuple<std::string, DWORD, std::string>>;  // name, type, data
-
-inline Values valuesOf(const std::string& path) {
-    Values values;
-    OwnedKey key;
-    RegOpenKeyA(HKEY_LOCAL_MACHINE, path.c_str(), key.put());
-    for (DWORD i = 0;; ++i) {
-        char name[300];
-        BYTE data[3000];
-        DWORD nameSize = sizeof name, size = sizeof data, type = 0;
-        if (RegEnumValueA(key.get(), i, name, &nameSize, nullptr, &type, data, &size))
-            return values;
-        values.emplace(name, type, std::string(data, data + size));
-    }
 }
 
 // With REG_OPTION_OPEN_LINK also for a link without a target.

@@ -42,7 +42,6 @@ TEST_F(Registry, ResultsOfOpeningAndMaking) {
 
 TEST_F(Registry, ValuesReadAsText) {
     const std::tuple<DWORD, std::string, size_t, std::string> cases[] = {
-        {REG_SZ, "2\0\0\0Fix Le"s, 261, "2"},
         {REG_BINARY, "YES", 3, "YE"},
         {REG_BINARY, "YES", 2, "unread"},
         {REG_DWORD, "AB\0\0"s, 261, "AB"},
@@ -57,17 +56,6 @@ TEST_F(Registry, ValuesReadAsText) {
         EXPECT_EQ(out.c_str(), read ? expected : "") << "type " << type;
         EXPECT_EQ(out[261], '#');
     }
-}
-
-TEST_F(Registry, WritesExactlyTheBytesThatAreGiven) {
-    const OwnedKey made = makeKey("K");
-    // A zero is behind the first text in memory; another byte is behind the second.
-    const std::pair<const char*, DWORD> cases[] = {{"YES", 3}, {"YESterday", 3}, {"YES", 4}};
-    for (const auto& [data, size] : cases) {
-        EXPECT_EQ(writeRegistryValue(made.get(), "V", REG_SZ, data, size), 0);
-        EXPECT_EQ(valuesOf("K"), (Values{{"V", REG_SZ, std::string(data, size)}}));
-    }
-    EXPECT_EQ(writeRegistryValue(made.get(), "V", REG_SZ, "", 4097), ERROR_NOT_ENOUGH_MEMORY);
 }
 
 TEST_F(Registry, CircularSearch) {

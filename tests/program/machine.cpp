@@ -9,6 +9,7 @@
 
 namespace {
 
+const std::string BUILD = _pgmptr + "\\..\\..\\"s;
 const std::string PROVIDER = "SOFTWARE\\Classes\\CLSID\\{5D3C9B7A-1F60-4E8B-9B5E-0A7C31E6D2F4}";
 const std::string DOTNET = "SOFTWARE\\Microsoft\\.NETFramework";
 const std::string POOLING = DRIVERS + "\\ODBC Connection Pooling";
@@ -20,12 +21,6 @@ std::string defaultName() {
     char name[32] = "";
     WideCharToMultiByte(CP_ACP, 0, L"Copy One \u00e4\u044f\u8868", -1, name, 32, nullptr, nullptr);
     return std::regex_replace(name, std::regex("[?]"), "_");
-}
-
-std::string buildFolder() {
-    char path[MAX_PATH] = "";
-    GetModuleFileNameA(nullptr, path, MAX_PATH);
-    return path + "\\..\\..\\"s;
 }
 
 void readKey(const std::string& path, Registry& lines) {
@@ -128,7 +123,7 @@ std::string readFile(const std::string& path) {
 
 std::string message(unsigned id) {
     static const HMODULE library =
-        LoadLibraryA((buildFolder() + "package\\msg\\en_US\\zelkpmreg.dll").c_str());
+        LoadLibraryA((BUILD + "package\\msg\\en_US\\zelkpmreg.dll").c_str());
     char text[4096] = "";
     EXPECT_GT(LoadStringA(library, id, text, sizeof text), 0) << id;
     return text;
@@ -157,7 +152,7 @@ Machine::~Machine() {
 }
 
 void Machine::copy(const std::string& to, const std::vector<std::string>& more) const {
-    const std::string from = buildFolder();
+    const std::string from = BUILD;
     for (const char* part : {"", "\\bin", "\\msg", "\\msg\\en_US"})
         CreateDirectoryA((to + part).c_str(), nullptr);
     const auto lay = [&](const std::string& file, const std::string& at) {

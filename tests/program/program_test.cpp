@@ -235,16 +235,6 @@ TEST_F(Odbc, InstallerThatFails) {
     zelkpmreg("-r -c MYCOPY", {.orders = "install-fails"});
 }
 
-TEST_F(Odbc, InstallerThatLacksFunctions) {
-    for (const bool broken : {false, true}) {
-        lay(folder, {"odbccp32_partial\\odbccp32.dll"});
-        if (broken) std::ofstream(folder + "\\bin\\odbccp32.dll") << "no library";
-        installAgain();
-        put({key + " | Driver = 1:an earlier one"});
-        zelkpmreg("-u -c MYCOPY");
-    }
-}
-
 TEST_F(Odbc, Traces) {
     shown_ = "^[>=]|^ZELKOSSE";
     lay(folder, {standIn, "ZELKOSSE.dll"});

@@ -58,12 +58,6 @@ void* WINAPI watchGetProcAddress(HMODULE module, const char* name) {
     return reinterpret_cast<void*>(watchDeleteKey);
 }
 
-// Puts hook in the place of what importer (null: the program) imports, to the end of the process.
-template <typename Function>
-void watch(const char* importer, const char* name, Function* hook, Function*& original) {
-    original = (new PatchedImport<Function>(name, hook, GetModuleHandleA(importer)))->original;
-}
-
 }  // namespace
 
 BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
@@ -72,10 +66,10 @@ BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
     GetEnvironmentVariableA("ZELK_BREAK_AFTER", number, sizeof number);
     changesLeft = atol(number);
     constexpr const char* BASE = "kernelbase.dll";
-    watch(BASE, "NtCreateKey", watchCreateKey, createKey);
-    watch(BASE, "NtSetValueKey", watchSetValueKey, setValueKey);
-    watch(BASE, "NtDeleteKey", watchDeleteKey, deleteKey);
-    watch(BASE, "NtDeleteValueKey", watchDeleteValueKey, deleteValueKey);
-    watch(nullptr, "GetProcAddress", watchGetProcAddress, getProcAddress);
+    createKey = replaceImport(BASE, "NtCreateKey", watchCreateKey);
+    setValueKey = replaceImport(BASE, "NtSetValueKey", watchSetValueKey);
+    deleteKey = replaceImport(BASE, "NtDeleteKey", watchDeleteKey);
+    deleteValueKey = replaceImport(BASE, "NtDeleteValueKey", watchDeleteValueKey);
+    getProcAddress = replaceImport(nullptr, "GetProcAddress", watchGetProcAddress);
     return TRUE;
 }

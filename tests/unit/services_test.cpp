@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <climits>
 #include <cstring>
 #include <string>
 #include <tuple>
@@ -13,32 +12,6 @@
 #include "services/text.h"
 
 namespace {
-
-int32_t formatBracketed(char* out, size_t size, const char* text) {
-    return formatText(out, size, "<%s>", text);
-}
-
-TEST(Text, ResultsAndBounds) {
-    using Call = int32_t (*)(char*, size_t, const char*);
-    // The last is what out holds afterwards; it holds "ab" before.
-    const std::tuple<Call, const char*, size_t, int32_t, const char*> cases[] = {
-        {copyText, "123", 4, TEXT_OK, "123"},
-        {copyText, "123", 3, TEXT_CUT, "12"},
-        {copyText, "123", 0, TEXT_INVALID, "ab"},
-        {copyText, "123", size_t{INT_MAX} + 1, TEXT_INVALID, "ab"},
-        {appendText, "12", 5, TEXT_OK, "ab12"},
-        {appendText, "12", 4, TEXT_CUT, "ab1"},
-        {appendText, "12", 2, TEXT_CUT, "a"},
-        {appendText, nullptr, 3, TEXT_OK, "ab"},
-        {formatBracketed, "12", 5, TEXT_OK, "<12>"},
-        {formatBracketed, "12", 4, TEXT_CUT, "<12"}};
-    for (const auto& [call, text, size, result, expected] : cases) {
-        char out[] = "ab\0######";
-        EXPECT_EQ(call(out, size, text), result) << expected;
-        EXPECT_STREQ(out, expected) << size;
-        EXPECT_EQ(out[result == TEXT_INVALID ? 3 : size + 1], '#') << expected;
-    }
-}
 
 TEST(Text, CopyNameInAKeyPath) {
     const std::pair<const char*, const char*> cases[] = {
