@@ -43,6 +43,10 @@ call :export before
 if defined refused exit /b
 echo yes>"%state%\before\complete"
 call :describe >machine.txt 2>&1
+rem The user's own temporary folder can have a short name, which a test would compare with a long one.
+mkdir "%state%\temp"
+set "TMP=%state%\temp"
+set "TEMP=%state%\temp"
 for %%p in (unit module program) do "%checks%" run %%p_tests "%here%tests\%%p_tests.exe"
 call :export after
 "%checks%" compare Registry.Unchanged "%state%\before" "%state%\after"
