@@ -76,7 +76,8 @@ DWORD timeWithPipesHeld(const std::string& expected) {
     EXPECT_EQ(run(child("leave " + event)).first, expected);
     const DWORD taken = GetTickCount() - start;
     SetEvent(mayEnd.get());
-    while (countOpenHandles() > handles) Sleep(10);  // readers that were given up end now
+    // Readers that were given up end now.
+    for (int i = 0; i < 300 && countOpenHandles() > handles; ++i) Sleep(10);
     EXPECT_LE(taken, 6000u);
     return taken;
 }
@@ -108,7 +109,7 @@ Ran runChild() {
     }
     // Both are put back into the output slot, that of the error stream last.
     EXPECT_EQ(GetStdHandle(STD_OUTPUT_HANDLE), standard.error);
-    EXPECT_EQ(countOpenHandles(), handles);
+    EXPECT_LE(countOpenHandles(), handles);
     return ran;
 }
 

@@ -11,3 +11,8 @@ extern "C" BOOL WINAPI ConfigDSN(HWND, WORD request, LPCSTR, LPCSTR attributes) 
     if (request != REMOVE || strncmp(attributes, "DSN=", 4) != 0) return FALSE;
     return RegDeleteKeyValueA(HKEY_LOCAL_MACHINE, SOURCES, attributes + 4) == ERROR_SUCCESS;
 }
+
+// Windows asks the driver when it is installed and removed.
+extern "C" BOOL WINAPI ConfigDriver(HWND, WORD, LPCSTR, LPCSTR, LPSTR, WORD, WORD*) {
+    return TRUE;
+}
