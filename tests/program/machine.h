@@ -34,7 +34,6 @@ struct Start {
     std::string log = "run.log";  // below Machine::scratch
     std::string input = {};       // what is in the pipe that is standard input
     std::string orders = {};      // for the stand-in of the ODBC installer
-    HANDLE output = nullptr;      // null: a pipe
     bool administrator = true;
 };
 
