@@ -180,9 +180,6 @@ Result Machine::execute(std::string command, const Start& start) const {
     SetEnvironmentVariableA("ZELK_ODBC", start.orders.c_str());
     Pipe input, output;
     DWORD size = 0, code = 0;
-    WriteFile(input.start.get(), start.input.data(), static_cast<DWORD>(start.input.size()), &size,
-              nullptr);
-    input.start.reset();
     STARTUPINFOA startup = {};
     startup.cb = sizeof startup;
     startup.dwFlags = STARTF_USESTDHANDLES;
@@ -194,6 +191,11 @@ Result Machine::execute(std::string command, const Start& start) const {
                               nullptr, nullptr, &startup, &process))
         return {.startError = GetLastError()};
     const OwnedHandle program(process.hProcess), thread(process.hThread);
+    const std::string log = scratch + '\\' + start.log;
+    for (int i = 0; start.deleteLog && !DeleteFileA(log.c_str()) && i < 100; ++i) Sleep(100);
+    WriteFile(input.start.get(), start.input.data(), static_cast<DWORD>(start.input.size()), &size,
+              nullptr);
+    input.start.reset();
     if (WaitForSingleObject(process.hProcess, 60000) != WAIT_OBJECT_0) {
         ADD_FAILURE() << "does not end: " << command;
         TerminateProcess(process.hProcess, WAIT_TIMEOUT);
@@ -202,11 +204,11 @@ Result Machine::execute(std::string command, const Start& start) const {
     Result result = {.code = static_cast<int>(code),
                      .inputWasRead = !start.input.empty() && input.rest().empty(),
                      .console = output.rest()};
-    std::smatch log;  // a default log
-    if (std::regex_search(result.console, log, std::regex("[A-Z]:\\\\.*\\\\quenlet-.*\\.log"))) {
-        result.log = readFile(log[0]);
-        DeleteFileA(log.str().c_str());
-        RemoveDirectoryA(log.str().substr(0, log.str().rfind('\\')).c_str());  // where it is empty
+    std::smatch found;  // a default log
+    if (std::regex_search(result.console, found, std::regex("[A-Z]:\\\\.*\\\\quenlet-.*\\.log"))) {
+        result.log = readFile(found[0]);
+        DeleteFileA(found.str().c_str());
+        RemoveDirectoryA(found.str().substr(0, found.str().rfind('\\')).c_str());  // if empty
     }
     return result;
 }

@@ -35,6 +35,7 @@ struct Start {
     std::string input = {};       // what is in the pipe that is standard input
     std::string orders = {};      // for the stand-in of the ODBC installer
     bool administrator = true;
+    bool deleteLog = false;  // before the input comes, which needs a log that was closed
 };
 
 struct Result {

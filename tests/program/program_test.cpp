@@ -150,6 +150,7 @@ TEST_F(Transcript, Refusals) {
         put(before);
         zelkpmreg(arguments);
     }
+    zelkpmreg("-u -p", {.input = "\n", .deleteLog = true});
     DeleteFileA((folder + "\\msg\\en_US\\zelkpmreg.dll").c_str());
     zelkpmreg("-c MYCOPY -v");
 }
