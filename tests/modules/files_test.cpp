@@ -148,7 +148,14 @@ TEST(DefaultLog, IsMissingWhenTheSystemFails) {
     EXPECT_EQ(loadSystemLibrary("kernel32.dll"), nullptr);
 }
 
-TEST(DefaultLog, Time) {
+TEST(DefaultLog, SeparatorAndTime) {
+    char path[261] = "";
+    // The length of the short form, which is left empty, decides about the backslash of "C:\\".
+    for (const auto& [length, begin] : {std::pair(2u, "\\ZELKLOG\\x-"), {3u, "ZELKLOG\\x-"}}) {
+        FAILING(GetShortPathNameA, length);
+        EXPECT_TRUE(buildDefaultLogPath("x", path, sizeof path));
+        EXPECT_TRUE(std::string(path).starts_with(begin)) << path;
+    }
     const tm time = {4, 26, 2, 5, 10, 126, 4, 0, 0};
     char text[100];
     formatLogTime(time, text, sizeof text);

@@ -121,14 +121,6 @@ std::string readFile(const std::string& path) {
     return text.str();
 }
 
-std::string message(unsigned id) {
-    static const HMODULE library =
-        LoadLibraryA((BUILD + "package\\msg\\en_US\\zelkpmreg.dll").c_str());
-    char text[4096] = "";
-    EXPECT_GT(LoadStringA(library, id, text, sizeof text), 0) << id;
-    return text;
-}
-
 Machine::Machine()
     : scratch(getenv("SystemDrive") + ("\\" + MARK)), folder(scratch + '\\' + defaultName()) {
     SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);

@@ -28,7 +28,6 @@ void put(const Registry& values);
 void removeKey(const std::string& key);
 bool isWine();
 std::string readFile(const std::string& path);  // lines end with "\n"
-std::string message(unsigned id);               // in English
 
 struct Start {
     std::string log = "run.log";  // below Machine::scratch

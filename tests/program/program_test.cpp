@@ -250,16 +250,14 @@ TEST_F(Odbc, Traces) {
     }
 }
 
-// Not a transcript, because Windows itself may refuse.
-using Program = Machine;
-
-TEST_F(Program, Rights) {
+// Windows itself may refuse, so this is not in the transcript.
+TEST_F(Transcript, Rights) {
     constexpr DWORD ELEVATION_REQUIRED = 740;
     const Result refused = run("-c MYCOPY", {.administrator = false});
     EXPECT_EQ(readRegistry(), Registry());
     if (refused.startError == ELEVATION_REQUIRED) return;
     EXPECT_EQ(refused.code, -113);
-    EXPECT_TRUE(refused.console.ends_with('\n' + message(MSG_NOT_ADMINISTRATOR) + '\n'));
+    EXPECT_TRUE(refused.console.ends_with("\n[" + std::to_string(MSG_NOT_ADMINISTRATOR) + "]\n"));
 }
 
 }  // namespace
