@@ -8,13 +8,14 @@ wine="$root/scripts/wine.sh"
 say() { printf '\n== %s\n' "$*"; }
 die() { printf '\n%s: %s\n' "$(basename "$0")" "$*" >&2; exit 1; }
 
-# build PRESET [CMAKE-ARGUMENT...]: configures and builds; quiet, unless it fails.
+# build PRESET [CMAKE-ARGUMENT...]: configures and builds; quiet, unless it fails. Builds the CMake
+# target that the variable target names, or everything.
 build() {
     local preset=$1 log="$root/build/$1.log"
     shift
     mkdir -p "$root/build"
     printf 'building %s ...\n' "$preset"
-    if ! { (cd "$root" && cmake --preset "$preset" "$@" && cmake --build --preset "$preset"); } >"$log" 2>&1; then
+    if ! { (cd "$root" && cmake --preset "$preset" "$@" && cmake --build --preset "$preset" ${target:+--target "$target"}); } >"$log" 2>&1; then
         tail -n 40 "$log" >&2
         die "the build of $preset failed; the whole of its output is in build/$preset.log"
     fi

@@ -23,7 +23,7 @@ indent() { tr -d '\r' | sed 's/^/    /'; }
 
 prepare() {
     "$root/scripts/setup.sh"
-    build x64
+    target=demo build x64
     mkdir -p "$demo"
     [ -e "$WINEPREFIX/.made" ] || printf 'making a Wine prefix ...\n'
     "$wine" || die "Wine could not make a prefix in build/demo"

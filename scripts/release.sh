@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Makes the archives that are handed out: dist/zelkpmreg-<version>-x64.zip and -x86.zip, with their
-# sums in dist/SHA256SUMS. Equal sources give equal bytes, in any folder and at any time.
+# Makes the archives that are handed out: dist/zelkpmreg-<version>-x64.zip and -x86.zip, for each the
+# kit that tries it on a Windows machine, -x64-acceptance.zip, and their sums in dist/SHA256SUMS.
+# Equal sources give equal bytes, in any folder and at any time.
 #   scripts/release.sh             both
 #   scripts/release.sh x64|x86     one of them
 set -euo pipefail
@@ -14,23 +15,32 @@ when=${SOURCE_DATE_EPOCH:-$(git -C "$root" log -1 --format=%ct 2>/dev/null || ec
 presets=(x64 x86)
 [ $# -eq 0 ] || presets=("$@")
 
+# pack TREE NAME
+pack() {
+    find "$1" -type f -exec touch -d "@$when" {} +
+    # zip stores local time, and in the order in which it gets the names.
+    (cd "$1" && find . -type f -printf '%P\n' | LC_ALL=C sort |
+        TZ=UTC zip -q -X -9 "$dist/zelkpmreg-$version-$2.zip" -@)
+}
+
 # The build has a folder of its own: options of a working build must not get into what is
 # handed out.
-pack() {
+release() {
     local preset=$1 built="$root/build/release/$1" tree="$root/build/release/tree/$1"
     printf 'packing %s ...\n' "$preset"
-    (cd "$root" && cmake --preset "$preset" -B "$built" -DZELK_TESTS=OFF -DZELK_WERROR=ON &&
-        cmake --build "$built" && cmake --install "$built" --prefix "$tree") >"$built.log" 2>&1 || {
+    (cd "$root" && cmake --preset "$preset" -B "$built" -DZELK_WERROR=ON &&
+        cmake --build "$built" --target kit &&
+        cmake --install "$built" --component package --prefix "$tree" &&
+        cmake --install "$built" --component acceptance --prefix "$tree-acceptance") \
+        >"$built.log" 2>&1 || {
         tail -n 40 "$built.log" >&2
         die "the build of $preset failed"
     }
-    find "$tree" -type f -exec touch -d "@$when" {} +
-    # zip stores local time, and in the order in which it gets the names.
-    (cd "$tree" && find . -type f -printf '%P\n' | LC_ALL=C sort |
-        TZ=UTC zip -q -X -9 "$dist/zelkpmreg-$version-$preset.zip" -@)
+    pack "$tree" "$preset"
+    pack "$tree-acceptance" "$preset-acceptance"
 }
 
 mkdir -p "$root/build/release" "$dist"
 rm -rf "$root/build/release/tree" "$dist"/zelkpmreg-*.zip "$dist/SHA256SUMS"
-for preset in "${presets[@]}"; do pack "$preset"; done
+for preset in "${presets[@]}"; do release "$preset"; done
 (cd "$dist" && sha256sum zelkpmreg-*.zip >SHA256SUMS && cat SHA256SUMS)

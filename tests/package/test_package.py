@@ -4,12 +4,13 @@ import re
 import shutil
 import subprocess
 import zipfile
+from pathlib import Path
 
 import measure
 import pefile
 import pytest
-from machine import BUILD, PREFIX, PRESET, Machine
-from wine import ROOT
+from machine import BUILD, DRIVE, PREFIX, PRESET, Machine
+from wine import ROOT, end_session, make_light_prefix
 
 HIGH_ENTROPY, DYNAMIC_BASE, NO_EXECUTE = 0x20, 0x40, 0x100
 MACHINE, WANTED = {"x64": (0x8664, HIGH_ENTROPY | DYNAMIC_BASE | NO_EXECUTE),
@@ -28,8 +29,12 @@ def test_archive():
     subprocess.run([sources / "scripts/release.sh", PRESET], check=True,
                    env={**os.environ, "SOURCE_DATE_EPOCH": "1767225600"})
     subprocess.run(["sha256sum", "--quiet", "-c", "SHA256SUMS"], cwd=sources / "dist", check=True)
-    package = zipfile.ZipFile(next((sources / "dist").glob("*.zip")))
+    kit = zipfile.ZipFile(next((sources / "dist").glob("*-acceptance.zip")))
+    package = zipfile.ZipFile(next((sources / "dist").glob(f"*-{PRESET}.zip")))
     entries = [entry for entry in package.infolist() if not entry.is_dir()]
+    assert "tests/program_tests.exe" in kit.namelist()
+    assert [name for name in kit.namelist() if name not in ("NOTICE", "docs/windows.md")
+            and kit.read(name) != (BUILD / name).read_bytes()] == []
     assert {(e.date_time, e.extra) for e in entries} == {((2026, 1, 1, 0, 0, 0), b"")}
     found = {entry.filename: package.read(entry) for entry in entries}
     built = {file.relative_to(BUILD / "package").as_posix(): file.read_bytes()
@@ -69,6 +74,30 @@ def test_message_libraries():
         image = read(source.relative_to(ROOT).with_suffix(".dll"))
         assert image.is_dll() and image.OPTIONAL_HEADER.AddressOfEntryPoint == 0
         assert not any(hasattr(image, f"DIRECTORY_ENTRY_{table}") for table in ("IMPORT", "TLS"))
+
+
+def test_acceptance_kit():
+    """What it says of a good program, and of a bad one, whose value it then removes."""
+    machine, kit, light = Machine(), DRIVE / "kit (1) & more", Path(f"{PREFIX}-kit")
+    end_session(light)
+    for folder in (kit, light):
+        shutil.rmtree(folder, ignore_errors=True)
+    make_light_prefix(PREFIX, light)
+    subprocess.run(["cmake", "--install", BUILD, "--component", "acceptance", "--prefix", kit],
+                   check=True, stdout=subprocess.DEVNULL)
+    cases = "Text.*:Files.FolderTrees:Program.Help:Transcript.RegisterAndUnregister"
+    program = kit / "package/bin/zelkpmreg.exe"
+    good = program.read_bytes()
+    for code, last, data in ((0, "7 passed, 0 failed", good),
+                             (1, "5 passed, 2 failed", good.replace(b" Pooling", b" Poolinx"))):
+        program.write_bytes(data)
+        result, output = machine.wine("cmd", "/c", "accept.cmd", cwd=kit, env={
+            "WINEPREFIX": str(light), "ZELK_CASES": cases})
+        lines = output.decode().splitlines()
+        assert (result, lines[-2]) == (code, last), lines
+        assert ("FAILED  Registry.Unchanged" in lines) == bool(code), lines
+        assert "ok      Registry.PutBack" in lines
+    end_session(light)
 
 
 def test_costs():
