@@ -65,7 +65,10 @@ TEST_F(Files, TemporaryNames) {
     }
     SetEnvironmentVariableA("TMP", folder.c_str());
     HeldTemporaryFile file;
-    ASSERT_TRUE(file.make("ZELKRC"));
+    {
+        FAILING(CreateFileA, INVALID_HANDLE_VALUE, 1, ERROR_SHARING_VIOLATION);  // as of a scanner
+        ASSERT_TRUE(file.make("ZELKRC"));
+    }
     const std::string path = file.path();
     EXPECT_TRUE(path.starts_with(folder)) << "as the variable has it";
     std::ofstream(path) << "a program";
@@ -145,7 +148,14 @@ TEST(DefaultLog, IsMissingWhenTheSystemFails) {
     EXPECT_EQ(loadSystemLibrary("kernel32.dll"), nullptr);
 }
 
-TEST(DefaultLog, Time) {
+TEST(DefaultLog, SeparatorAndTime) {
+    char path[261] = "";
+    // The length of the short form, which is left empty, decides about the backslash of "C:\\".
+    for (const auto& [length, begin] : {std::pair(2u, "\\ZELKLOG\\x-"), {3u, "ZELKLOG\\x-"}}) {
+        FAILING(GetShortPathNameA, length);
+        EXPECT_TRUE(buildDefaultLogPath("x", path, sizeof path));
+        EXPECT_TRUE(std::string(path).starts_with(begin)) << path;
+    }
     const tm time = {4, 26, 2, 5, 10, 126, 4, 0, 0};
     char text[100];
     formatLogTime(time, text, sizeof text);

@@ -113,34 +113,28 @@ Ran runChild() {
     return ran;
 }
 
+#define EXPECT_RAN(result, output, error, ...)                               \
+    {                                                                        \
+        FAILING(__VA_ARGS__);                                                \
+        EXPECT_EQ(runChild(), (Ran{result, output, error})) << #__VA_ARGS__; \
+    }
+
 TEST_F(ProcessRunners, FailuresOfTheSystem) {
+    static std::string failures;
+    threadFailureHook = [](int error) { failures += std::to_string(error) + ' '; };
     EXPECT_EQ(runChild(), (Ran{0, true, true}));
+    EXPECT_RAN(0, true, true, CreateProcessA, FALSE);
     for (const int call : {1, 2}) {
-        {
-            FAILING(CreatePipe, FALSE, call);
-            EXPECT_EQ(runChild(), (Ran{0, false, false}));
-        }
-        {
-            FAILING(DuplicateHandle, FALSE, call);
-            EXPECT_EQ(runChild(), (Ran{0, false, false}));
-        }
+        EXPECT_RAN(0, false, false, CreatePipe, FALSE, call);
+        EXPECT_RAN(0, false, false, DuplicateHandle, FALSE, call);
         FAILING(SetStdHandle, FALSE, call);
         ProcessRunner runner("cmd /c rem", false, false, false);
         EXPECT_EQ(runner.run(true, false), 0);
         EXPECT_EQ(runner.standardError(), nullptr);
     }
-    FAILING(CreateProcessA, FALSE);
-    EXPECT_EQ(runChild(), (Ran{0, true, true}));
-}
-
-TEST_F(ProcessRunners, OnlyTheReaderOfStandardErrorDecides) {
-    static std::string failures;
-    threadFailureHook = [](int error) { failures += std::to_string(error) + ' '; };
-    const Ran expected[] = {{0, false, true}, {THREAD_NOT_STARTED, true, false}};
-    for (const int call : {1, 2}) {
-        FAILING(CreateThread, nullptr, call, 0, "msvcrt.dll");
-        EXPECT_EQ(runChild(), expected[call - 1]);
-    }
+    // Only the reader of standard error decides.
+    EXPECT_RAN(0, false, true, CreateThread, nullptr, 1, 0, "msvcrt.dll");
+    EXPECT_RAN(THREAD_NOT_STARTED, true, false, CreateThread, nullptr, 2, 0, "msvcrt.dll");
     ThreadRecord record;
     EXPECT_EQ(startThread(nullptr, nullptr, record), THREAD_NO_FUNCTION);
     threadFailureHook = nullptr;

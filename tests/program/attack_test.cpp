@@ -9,7 +9,6 @@
 #include <fstream>
 #include <thread>
 
-#include "msg/message_ids.h"
 #include "tests/program/machine.h"
 
 namespace {
@@ -70,8 +69,7 @@ TEST_F(Attacks, ProgramsAndLibrariesThatVariablesName) {
     SetEnvironmentVariableA("TMP", (att + "\\x.exe.d").c_str());
     SetEnvironmentVariableA("PATH", (att + ';' + getenv("PATH")).c_str());
     SetEnvironmentVariableA("ComSpec", plant(att + "\\processor.exe").c_str());
-    const Result done = runWithDefaultLog("-c MYCOPY");
-    EXPECT_NE(done.console.find(message(MSG_DOTNET_NO_TEMPORARY_NAME)), std::string::npos);
+    EXPECT_EQ(runWithDefaultLog("-c MYCOPY").code, 0);
     EXPECT_TRUE(fs::is_empty(att + "\\x.exe.d"));
     EXPECT_TRUE(run("-c MYCOPY -p", {.input = "\n"}).inputWasRead);
 }

@@ -121,14 +121,6 @@ std::string readFile(const std::string& path) {
     return text.str();
 }
 
-std::string message(unsigned id) {
-    static const HMODULE library =
-        LoadLibraryA((BUILD + "package\\msg\\en_US\\zelkpmreg.dll").c_str());
-    char text[4096] = "";
-    EXPECT_GT(LoadStringA(library, id, text, sizeof text), 0) << id;
-    return text;
-}
-
 Machine::Machine()
     : scratch(getenv("SystemDrive") + ("\\" + MARK)), folder(scratch + '\\' + defaultName()) {
     SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
@@ -180,20 +172,22 @@ Result Machine::execute(std::string command, const Start& start) const {
     SetEnvironmentVariableA("ZELK_ODBC", start.orders.c_str());
     Pipe input, output;
     DWORD size = 0, code = 0;
-    WriteFile(input.start.get(), start.input.data(), static_cast<DWORD>(start.input.size()), &size,
-              nullptr);
-    input.start.reset();
     STARTUPINFOA startup = {};
     startup.cb = sizeof startup;
     startup.dwFlags = STARTF_USESTDHANDLES;
     startup.hStdInput = input.end.get();
-    startup.hStdOutput = startup.hStdError = start.output ? start.output : output.start.get();
+    startup.hStdOutput = startup.hStdError = output.start.get();
     PROCESS_INFORMATION process = {};
     const OwnedHandle token = start.administrator ? OwnedHandle() : makeLimitedToken();
     if (!CreateProcessAsUserA(token.get(), nullptr, command.data(), nullptr, nullptr, TRUE, 0,
                               nullptr, nullptr, &startup, &process))
         return {.startError = GetLastError()};
     const OwnedHandle program(process.hProcess), thread(process.hThread);
+    const std::string log = scratch + '\\' + start.log;
+    for (int i = 0; start.deleteLog && !DeleteFileA(log.c_str()) && i < 100; ++i) Sleep(100);
+    WriteFile(input.start.get(), start.input.data(), static_cast<DWORD>(start.input.size()), &size,
+              nullptr);
+    input.start.reset();
     if (WaitForSingleObject(process.hProcess, 60000) != WAIT_OBJECT_0) {
         ADD_FAILURE() << "does not end: " << command;
         TerminateProcess(process.hProcess, WAIT_TIMEOUT);
@@ -202,11 +196,11 @@ Result Machine::execute(std::string command, const Start& start) const {
     Result result = {.code = static_cast<int>(code),
                      .inputWasRead = !start.input.empty() && input.rest().empty(),
                      .console = output.rest()};
-    std::smatch log;  // a default log
-    if (std::regex_search(result.console, log, std::regex("[A-Z]:\\\\.*\\\\quenlet-.*\\.log"))) {
-        result.log = readFile(log[0]);
-        DeleteFileA(log.str().c_str());
-        RemoveDirectoryA(log.str().substr(0, log.str().rfind('\\')).c_str());  // where it is empty
+    std::smatch found;  // a default log
+    if (std::regex_search(result.console, found, std::regex("[A-Z]:\\\\.*\\\\quenlet-.*\\.log"))) {
+        result.log = readFile(found[0]);
+        DeleteFileA(found.str().c_str());
+        RemoveDirectoryA(found.str().substr(0, found.str().rfind('\\')).c_str());  // if empty
     }
     return result;
 }

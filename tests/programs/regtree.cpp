@@ -1,6 +1,6 @@
 // Shows keys of HKEY_LOCAL_MACHINE as a tree. The program under test writes data of odd lengths,
 // which the usual tools show as if they were ordinary texts; this one shows every byte.
-//   regtree [--raw] [--32] KEY...
+//   regtree [--raw] KEY...
 //   regtree --delete KEY...
 // --raw prints "[key]" lines and "name<TAB>type<TAB>bytes in hexadecimal" lines, for programs.
 #include <windows.h>
@@ -13,7 +13,6 @@
 
 namespace {
 
-REGSAM view;
 bool raw;
 
 std::string hex(const std::vector<BYTE>& data) {
@@ -68,7 +67,7 @@ std::vector<std::string> subkeysOf(HKEY key) {
 
 bool show(HKEY parent, const std::string& path, const std::string& shown, int depth) {
     HKEY key = nullptr;
-    if (RegOpenKeyExA(parent, path.c_str(), 0, KEY_READ | view, &key)) return false;
+    if (RegOpenKeyExA(parent, path.c_str(), 0, KEY_READ, &key)) return false;
     if (raw) {
         printf("[%s]\n", shown.c_str());
     } else {
@@ -95,13 +94,11 @@ int main(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) {
         if (strcmp(argv[i], "--raw") == 0) {
             raw = true;
-        } else if (strcmp(argv[i], "--32") == 0) {
-            view = KEY_WOW64_32KEY;
         } else if (strcmp(argv[i], "--delete") == 0) {
             remove = true;
         } else if (remove) {
             RegDeleteTreeA(HKEY_LOCAL_MACHINE, argv[i]);
-            RegDeleteKeyExA(HKEY_LOCAL_MACHINE, argv[i], view, 0);
+            RegDeleteKeyA(HKEY_LOCAL_MACHINE, argv[i]);
         } else if (!show(HKEY_LOCAL_MACHINE, argv[i], argv[i], 0) && !raw) {
             printf("%s: no such key\n", argv[i]);
         }
