@@ -176,7 +176,7 @@ Result Machine::execute(std::string command, const Start& start) const {
     startup.cb = sizeof startup;
     startup.dwFlags = STARTF_USESTDHANDLES;
     startup.hStdInput = input.end.get();
-    startup.hStdOutput = startup.hStdError = output.start.get();
+    startup.hStdOutput = startup.hStdError = start.output ? start.output : output.start.get();
     PROCESS_INFORMATION process = {};
     const OwnedHandle token = start.administrator ? OwnedHandle() : makeLimitedToken();
     if (!CreateProcessAsUserA(token.get(), nullptr, command.data(), nullptr, nullptr, TRUE, 0,

@@ -33,6 +33,7 @@ struct Start {
     std::string log = "run.log";  // below Machine::scratch
     std::string input = {};       // what is in the pipe that is standard input
     std::string orders = {};      // for the stand-in of the ODBC installer
+    HANDLE output = nullptr;      // null: a pipe
     bool administrator = true;
     bool deleteLog = false;  // before the input comes, which needs a log that was closed
 };

@@ -250,6 +250,25 @@ TEST_F(Odbc, Traces) {
     }
 }
 
+TEST_F(Transcript, OtherOutputs) {
+    const std::string command =
+        '"' + folder + "\\bin\\zelkpmreg.exe\" -u -l \"" + scratch + "\\run.log\"";
+    const std::string expected = execute(command).console, file = scratch + "\\file.txt";
+    execute("cmd /c \"" + command + " > " + file + '"');
+    EXPECT_EQ(readFile(file), expected);
+
+    SECURITY_ATTRIBUTES inheritable = {sizeof inheritable, nullptr, TRUE};
+    const HANDLE screen = CreateConsoleScreenBuffer(GENERIC_READ | GENERIC_WRITE, 0, &inheritable,
+                                                    CONSOLE_TEXTMODE_BUFFER, nullptr);
+    if (screen == INVALID_HANDLE_VALUE) GTEST_SKIP() << "The tests have no console.";
+    execute(command, {.output = screen});
+    std::string shown(4000, ' ');
+    DWORD count = 0;
+    ReadConsoleOutputCharacterA(screen, shown.data(), 4000, {0, 0}, &count);
+    CloseHandle(screen);
+    EXPECT_NE(shown.find("[1011]"), shown.npos) << shown;
+}
+
 // Windows itself may refuse, so this is not in the transcript.
 TEST_F(Transcript, Rights) {
     constexpr DWORD ELEVATION_REQUIRED = 740;
