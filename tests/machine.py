@@ -34,7 +34,7 @@ def message(name, *arguments):
 
 def system(name):
     """The environment of a system of that language, complete with its terminal and file names."""
-    folder = ROOT / "build" / "locales"
+    folder = BUILD / "locales"  # the bitnesses run side by side
     if not (folder / f"{name}.UTF-8").exists():
         folder.mkdir(parents=True, exist_ok=True)
         subprocess.run(["localedef", "-c", "-i", name, "-f", "UTF-8", folder / f"{name}.UTF-8"],
