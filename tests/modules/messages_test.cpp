@@ -1,5 +1,7 @@
 #include "run/messages.h"
 
+#include <filesystem>
+
 #include "services/console.h"
 #include "tests/modules/import_patch.h"
 #include "tests/modules/registry_sandbox.h"
@@ -29,6 +31,15 @@ TEST_F(Messages, LongestArguments) {
     const std::string longest(5000, 'x');
     EXPECT_EQ(outcomeOf([&] { return say(1017, longest.c_str(), "b%d"), 0; }).second,
               "[1017] " + longest + " b0\n");
+}
+
+TEST_F(Messages, EachLineIsInTheFileAtOnce) {
+    logFile = fopen("lines.log", "w");
+    silent = true;
+    say(1017, "a");
+    EXPECT_EQ(std::filesystem::file_size("lines.log"), sizeof "[1017] a\r");
+    fclose(std::exchange(logFile, nullptr));
+    std::filesystem::remove("lines.log");
 }
 
 extern "C" uintptr_t __stack_chk_guard;

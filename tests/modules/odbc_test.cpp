@@ -1,8 +1,13 @@
 // The ODBC step where one call of the system fails; the usual cases run with the whole program.
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
 #include "odbc/driver_removal.h"
 #include "odbc/odbc_driver_setup.h"
 #include "odbc/odbc_keys.h"
 #include "odbc/odbc_registration_step.h"
+#include "odbc/trace.h"
 #include "tests/modules/import_patch.h"
 #include "tests/modules/registry_sandbox.h"
 
@@ -93,6 +98,27 @@ TEST_F(Odbc, RemovalIsBounded) {
         EXPECT_EQ(removals, expected);
         OdbcDriverSetup::DestroyInstance();
     }
+}
+
+// In a process of its own, because the library is looked for once.
+TEST(Trace, ThreadThatCouldNotBeStarted) {
+    const auto programs = std::filesystem::path(__argv[0]) / "../../programs";
+    const std::string asked = (programs / "ZELKOSSE.asked").string();
+    std::filesystem::remove(asked);
+    const auto traceIt = [&] {
+        REPLACING(LoadLibraryExA, [&](LPCSTR name, HANDLE, DWORD) {
+            return LoadLibraryA((programs / name).string().c_str());
+        });
+        traceThreadFailure(5111);
+        exit(0);
+    };
+    EXPECT_EXIT(traceIt(), testing::ExitedWithCode(0), "");
+    std::stringstream lines;
+    lines << std::ifstream(asked).rdbuf();
+    EXPECT_EQ(lines.str(),
+              "var 4711 0 04000001 10 3 1 0 ureCreateThread\n"
+              "error 4711 0 04000001 20 4 0 0 1 0 4 5111\n");
+    std::filesystem::remove(asked);
 }
 
 }  // namespace
