@@ -27,12 +27,6 @@ TEST_F(Messages, ConsoleGetsTheWholeLine) {
     EXPECT_EQ(writes, 6u);
 }
 
-TEST_F(Messages, LongestArguments) {
-    const std::string longest(5000, 'x');
-    EXPECT_EQ(outcomeOf([&] { return say(1017, longest.c_str(), "b%d"), 0; }).second,
-              "[1017] " + longest + " b0\n");
-}
-
 TEST_F(Messages, EachLineIsInTheFileAtOnce) {
     logFile = fopen("lines.log", "w");
     silent = true;

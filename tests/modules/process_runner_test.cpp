@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <string>
 
 #include "services/capture.h"
@@ -39,13 +38,6 @@ std::pair<std::string, std::string> run(const std::string& command) {
     runner.joinReaders();
     const auto text = [](const char* captured) { return captured ? captured : "no reader"; };
     return {text(runner.standardOutput()), text(runner.standardError())};
-}
-
-TEST_F(ProcessRunners, BatchFileOfAPathWithBlanks) {
-    const auto batch = std::filesystem::temp_directory_path() / "zelkpmreg a batch file.bat";
-    std::ofstream(batch) << "@echo [%1][%2]\n";
-    EXPECT_EQ(run(batch.string() + " one two").first, "[one][two]\r\n");
-    std::filesystem::remove(batch);
 }
 
 TEST_F(ProcessRunners, BothStreamsArriveUpToTheBound) {
