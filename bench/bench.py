@@ -108,7 +108,7 @@ def timed(machine, command):
     wall = time.perf_counter() - start
     processor = usage.ru_utime + usage.ru_stime
     time.sleep(0.05)
-    while True:  # the grandchildren, which came to this process when their parents ended
+    while True:  # the grandchildren, which this process inherited when their parents ended
         try:
             pid, _, usage = os.wait4(-1, os.WNOHANG)
         except ChildProcessError:

@@ -4,7 +4,7 @@
 #   scripts/demo.sh              the whole demonstration
 #   scripts/demo.sh -- ARG...    runs zelkpmreg with your own arguments in the same prefix
 #   scripts/demo.sh fleet        registers and unregisters 50 copies, and shows how long each takes
-# Everything lies in build/demo; delete that folder to be rid of it.
+# Everything is in build/demo. Delete that folder to remove it.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 

@@ -22,7 +22,7 @@ server_runs() {
     wineserver -k0 2>/dev/null
 }
 
-# A new prefix links the user's folders to the home folder of whoever works here; a test must not
+# A new prefix links the user's folders to the home folder of the developer; a test must not
 # write there.
 own_folders() {
     local link
