@@ -46,10 +46,12 @@ TEST_F(Odbc, InstallerIsMissing) {
     EXPECT_EQ(stepPrints(1), "[1041]\n[1043]\n");
     EXPECT_EQ(boxes, "[|"s + _pgmptr + "|64]");
     missing = "SQLInstallDriverEx";
-    EXPECT_EQ(stepPrints(0), "[1038] -1879048190\n");
+    EXPECT_EQ(outcomeOf([] { return OdbcRegistrationStep(0, "C:\\P\\", false); }),
+              Outcome(1, "[1038] -1879048190\n"));
     missing = "SQLRemoveDriver";
     makeKey(DRIVER);
     EXPECT_EQ(stepPrints(1), "[1041]\n[1042] -1879048190\n");
+    EXPECT_EQ(boxes, "[|"s + _pgmptr + "|64]") << "a box where nothing is missing";
 }
 
 TEST_F(Odbc, SettingsThatCannotBeWrittenAreNoFailure) {

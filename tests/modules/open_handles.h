@@ -2,10 +2,7 @@
 
 #include <windows.h>
 
-#include <cstdint>
-
-// Asks for one handle after another: GetProcessHandleCount knows nothing under Wine. A thread that
-// is left behind has handles, too.
+// Also those of threads. Under Wine, GetProcessHandleCount does not count.
 inline unsigned countOpenHandles() {
     unsigned count = 0;
     DWORD flags = 0;
