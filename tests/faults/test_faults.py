@@ -9,8 +9,8 @@ from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 import pytest
-from machine import (BUILD, COPIES, DRIVERS, ENTRY, PREFIX, SOURCES, TOUCHED, XA, Machine, message,
-                     system)
+from machine import (BUILD, COPIES, DRIVERS, ENTRY, PREFIX, PRESET, SOURCES, TOUCHED, XA, Machine,
+                     message, system)
 from wine import ROOT, end_session, make_light_prefix
 
 REGISTER = ("-c", "MYCOPY", "-d")
@@ -164,7 +164,7 @@ def test_long_install_paths(machine):
                 message("MSG_OLEDB_REGISTER_FAILED", -103), message("MSG_DEFAULT_SWITCH_FAILED")}
     refused = set()
     for length in (200, 205, 206, 224, 227, 236, 238, 241):
-        machine.lay("g" * (length - len(r"C:\zelk\x64") - 1))
+        machine.lay("g" * (length - len(f"C:\\zelk\\{PRESET}") - 1))
         done = machine.run(*REGISTER, codes=[-110 if length > 236 else 0])
         if done.code == -110:
             continue
