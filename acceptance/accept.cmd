@@ -101,7 +101,7 @@ exit /b
 
 :put_back
 for %%b in (64 32) do rd /s /q "%SystemDrive%\zelkpmreg-tests-%%b" >nul 2>&1
-for /f "delims=" %%k in ('%reg% query HKCU\Software 2^>nul ^| %system%\find.exe "\zelkpmreg-"') do %reg% delete "%%k" /f >nul 2>&1
+for %%r in (HKCU HKU\.DEFAULT) do for /f "delims=" %%k in ('%reg% query %%r\Software 2^>nul ^| %system%\find.exe "\zelkpmreg-"') do %reg% delete "%%k" /f >nul 2>&1
 call :export now
 "%checks%" clean "%state%\before" "%state%\now"
 call :for_each_key import_key before

@@ -1,5 +1,4 @@
-// What a program of the same user without elevation can plant, and a run of an administrator must
-// not start, load, fill or empty.
+// What programs without elevation can plant, and an elevated run must not start, load or empty.
 #include <windows.h>
 
 #include <winioctl.h>
@@ -87,8 +86,7 @@ TEST_F(Attacks, CommandsOfTheUserBeforeThePause) {
     if (*old) RegSetKeyValueA(HKEY_CURRENT_USER, KEY, "AutoRun", REG_SZ, old, size);
 }
 
-// Another program fills each new temporary file with a program, and links the name of its copy to a
-// file that it could not write to itself; or it points the folder to another one meanwhile.
+// Another program fills the new file and links its copy's name, or points the folder elsewhere.
 TEST_F(Attacks, RacesForTheTemporaryFile) {
     const std::string program = readFile(plant(att + "\\program")), junction = att + "\\junction";
     const std::string one = scratch + "\\temp", two = att + "\\two";

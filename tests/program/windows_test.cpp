@@ -1,6 +1,5 @@
-// Where Windows and Wine are known to differ: a line for each says how this machine does it.
-// Neither way is a failure, because the program gets along with both. docs/windows.md explains the
-// lines.
+// Where Windows and Wine differ: a line for each says how this machine does it, and neither way is
+// a failure. docs/windows.md explains the lines.
 #include <windows.h>
 
 #include <gtest/gtest.h>
