@@ -13,20 +13,27 @@
 
 namespace {
 
-void buildCopyKeyPath(const char* name, char (&path)[REGISTRY_TEXT_BYTES]) {
-    formatText(path, sizeof path, "%s\\%s", INSTALLED_COPIES_KEY, name);
+struct CopyKeyPath {
+    explicit CopyKeyPath(const char* name) {
+        formatText(text, sizeof text, "%s\\%s", INSTALLED_COPIES_KEY, name);
+    }
+    char text[REGISTRY_TEXT_BYTES];
+};
+
+// Prints the path of a copy's key with the message, and reads a text of the key into out, which is
+// empty when there is none.
+void readCopyText(unsigned message, const CopyKeyPath& path, const char* name, char* out,
+                  size_t size) {
+    sayVerbose(message, path.text);
+    ZELKiCopyNameRegistry key;
+    key.Open(HKEY_LOCAL_MACHINE, path.text, REGISTRY_READ);
+    readRegistryText(key, name, out, size);
 }
 
 // Reads and prints the path of one installed copy; true when it is this run's install directory.
 bool isAtInstallDir(const char* name) {
-    char keyPath[REGISTRY_TEXT_BYTES];
-    buildCopyKeyPath(name, keyPath);
-    sayVerbose(MSG_INSTALLED_COPY, keyPath);
-
-    ZELKiCopyNameRegistry key;
-    key.Open(HKEY_LOCAL_MACHINE, keyPath, REGISTRY_READ);
     char path[PATH_BYTES];
-    readRegistryText(key, PATH_VALUE, path, sizeof path);
+    readCopyText(MSG_INSTALLED_COPY, CopyKeyPath(name), PATH_VALUE, path, sizeof path);
     sayVerbose(MSG_INSTALLED_PATH, path, installDir);
     return strcmp(path, installDir) == 0;
 }
@@ -55,16 +62,11 @@ ExitCode checkCopyKey(const CommandLine& line) {
 }
 
 ExitCode checkRemoteCopy(const CommandLine& line) {
-    char keyPath[REGISTRY_TEXT_BYTES];
-    buildCopyKeyPath(copyName, keyPath);
-    sayVerbose(MSG_COPY_KEY, keyPath);
-
-    ZELKiCopyNameRegistry key;
-    key.Open(HKEY_LOCAL_MACHINE, keyPath, REGISTRY_READ);
+    const CopyKeyPath path(copyName);
     char remote[REGISTRY_TEXT_BYTES];
-    readRegistryText(key, REMOTE_COPY_VALUE, remote, sizeof remote);
+    readCopyText(MSG_COPY_KEY, path, REMOTE_COPY_VALUE, remote, sizeof remote);
     if (line.unregister && strcmp(remote, REMOTE_COPY_DATA) != 0) {
-        return refuse(EXIT_NOT_REMOTE_COPY, MSG_NOT_REMOTE_COPY, keyPath);
+        return refuse(EXIT_NOT_REMOTE_COPY, MSG_NOT_REMOTE_COPY, path.text);
     }
     return EXIT_DONE;
 }

@@ -7,6 +7,7 @@
 
 #include "services/owners.h"
 #include "services/path.h"
+#include "services/system_library.h"
 
 namespace {
 
@@ -58,9 +59,7 @@ void setSystemVariables() {
 void prepareProcess() {
     // An empty directory is enough on Windows. Wine ignores it and goes on searching the current
     // directory; the system directory is searched in any case.
-    char directory[PATH_BYTES] = "";
-    const UINT length = GetSystemDirectoryA(directory, sizeof directory);
-    SetDllDirectoryA(length < sizeof directory ? directory : "");
+    SetDllDirectoryA(SystemDirectory().path);
     SetEnvironmentVariableA("NoDefaultCurrentDirectoryInExePath", "1");
     removeRuntimeVariables();
     setSystemVariables();

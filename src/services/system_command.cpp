@@ -2,15 +2,15 @@
 
 #include "services/owners.h"
 #include "services/path.h"
+#include "services/system_library.h"
 #include "services/text.h"
 
 void runSystemCommand(const char* command) {
-    char directory[PATH_BYTES] = "";
-    const UINT length = GetSystemDirectoryA(directory, sizeof directory);
+    const SystemDirectory directory;
     char program[PATH_BYTES];
     char line[2 * PATH_BYTES];
-    if (length == 0 || length >= sizeof directory ||
-        formatText(program, sizeof program, "%s\\cmd.exe", directory) != TEXT_OK ||
+    if (directory.path[0] == '\0' ||
+        formatText(program, sizeof program, "%s\\cmd.exe", directory.path) != TEXT_OK ||
         formatText(line, sizeof line, "\"%s\" /d /c %s", program, command) != TEXT_OK) {
         return;
     }

@@ -1,15 +1,18 @@
 #include "services/system_library.h"
 
-#include "services/path.h"
 #include "services/text.h"
 
+SystemDirectory::SystemDirectory() {
+    const UINT length = GetSystemDirectoryA(path, sizeof path);
+    path[length < sizeof path ? length : 0] = '\0';
+}
+
 HMODULE loadSystemLibrary(const char* name) {
-    char directory[PATH_BYTES] = "";
-    const UINT length = GetSystemDirectoryA(directory, sizeof directory);
-    if (length == 0 || length >= sizeof directory) return nullptr;
+    const SystemDirectory directory;
+    if (directory.path[0] == '\0') return nullptr;
     char path[LIBRARY_PATH_BYTES];
     // A path that was cut names no file, so the load fails as it should.
-    formatText(path, sizeof path, "%s\\%s", directory, name);
+    formatText(path, sizeof path, "%s\\%s", directory.path, name);
     return LoadLibraryA(path);
 }
 

@@ -3,6 +3,14 @@
 
 #include <windows.h>
 
+#include "services/path.h"
+
+// The Windows system directory, without a backslash at the end; empty when it is not known.
+struct SystemDirectory {
+    SystemDirectory();
+    char path[PATH_BYTES];
+};
+
 // Loads a library from the Windows system directory, by its full path. Returns null when the
 // directory is not known or the library cannot be loaded; the caller owns the module.
 HMODULE loadSystemLibrary(const char* name);
