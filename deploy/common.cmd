@@ -193,7 +193,7 @@ exit /b
 rem The temporary folder of this run. It is a new one, so nobody else owns it.
 set "folder=%SystemRoot%\Temp\zelkpmreg-%RANDOM%-%RANDOM%"
 set "shown=Cannot create a protected folder. Run as administrator. %folder%"
-mkdir "%folder%" >nul 2>&1
+mkdir "%folder%" >nul
 if not "%errorlevel%"=="0" set "bad=yes"
 if defined bad exit /b
 set "work=%folder%"
@@ -234,7 +234,7 @@ exit /b
 
 :make_log_folder
 set "shown=Not a folder, or a link. Delete it, or specify a log file with -l. %folder%"
-if not exist "%folder%" mkdir "%folder%" >nul 2>&1
+if not exist "%folder%" mkdir "%folder%" >nul
 set "attributes=-"
 for %%i in ("%folder%") do set "attributes=%%~ai"
 if not "%attributes:~0,1%"=="d" set "bad=yes"
@@ -243,18 +243,19 @@ exit /b
 
 :own
 rem The owner of a folder can always change its rights.
-%system%\icacls.exe "%folder%" /setowner *S-1-5-32-544 /q >nul 2>&1
+%system%\icacls.exe "%folder%" /setowner *S-1-5-32-544 /q >nul
 if "%errorlevel%"=="0" exit /b
 set "bad=yes"
 set "shown=Cannot set the owner of this folder. Run as administrator. %folder%"
 exit /b
 
 :protect
-rem Administrators and the system only. The reset removes rights that others gave.
+rem Administrators and the system only. The reset removes rights that others gave. Errors are shown as
+rem icacls.exe reports them.
 call :own
-%system%\icacls.exe "%folder%" /reset /q >nul 2>&1
+%system%\icacls.exe "%folder%" /reset /q >nul
 if not "%errorlevel%"=="0" set "bad=yes"
-%system%\icacls.exe "%folder%" /inheritance:r /grant:r "*S-1-5-32-544:(OI)(CI)F" "*S-1-5-18:(OI)(CI)F" /q >nul 2>&1
+%system%\icacls.exe "%folder%" /inheritance:r /grant:r "*S-1-5-32-544:(OI)(CI)F" "*S-1-5-18:(OI)(CI)F" /q >nul
 if not "%errorlevel%"=="0" set "bad=yes"
 if defined bad set "shown=Cannot protect this folder. Run as administrator. %folder%"
 exit /b
