@@ -74,24 +74,25 @@ exit /b
 
 :for_each_key
 for %%v in (64 32) do (
-    call :%1 %2 %%v "SOFTWARE\Orvane"
-    call :%1 %2 %%v "SOFTWARE\ODBC"
-    call :%1 %2 %%v "SOFTWARE\Microsoft\MSDTC\XADLL"
-    call :%1 %2 %%v "SOFTWARE\Microsoft\Windows\CurrentVersion\Uninstall"
-    call :%1 %2 %%v "SOFTWARE\Classes\CLSID\{5D3C9B7A-1F60-4E8B-9B5E-0A7C31E6D2F4}"
+    call :%1 %2 %%v "HKLM\SOFTWARE\Orvane"
+    call :%1 %2 %%v "HKLM\SOFTWARE\ODBC"
+    call :%1 %2 %%v "HKLM\SOFTWARE\Microsoft\MSDTC\XADLL"
+    call :%1 %2 %%v "HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\Uninstall"
+    call :%1 %2 %%v "HKLM\SOFTWARE\Classes\CLSID\{5D3C9B7A-1F60-4E8B-9B5E-0A7C31E6D2F4}"
+    call :%1 %2 %%v "HKCU\Software\Microsoft\Command Processor"
 )
 exit /b
 
 :export_key
 set "file=%state%\%1\%~n3-%2.reg"
 if exist "%file%" del "%file%"
-%reg% export "HKLM\%~3" "%file%" /y /reg:%2 >nul 2>&1
+%reg% export "%~3" "%file%" /y /reg:%2 >nul 2>&1
 if exist "%file%" exit /b
 rem No file means that there is no such key, and nothing else.
-%reg% query "HKLM\%~3" /reg:%2 >nul 2>&1
+%reg% query "%~3" /reg:%2 >nul 2>&1
 if errorlevel 1 exit /b
 set "refused=yes"
-echo Cannot export HKLM\%~3
+echo Cannot export %~3
 exit /b
 
 :import_key
@@ -100,7 +101,10 @@ if exist "%file%" %reg% import "%file%" /reg:%2 >nul 2>&1
 exit /b
 
 :put_back
-for %%b in (64 32) do rd /s /q "%SystemDrive%\zelkpmreg-tests-%%b" >nul 2>&1
+for %%b in (64 32) do (
+    %system%\schtasks.exe /delete /f /tn zelkpmreg-tests-%%b >nul 2>&1
+    rd /s /q "%SystemDrive%\zelkpmreg-tests-%%b" >nul 2>&1
+)
 for %%r in (HKCU HKU\.DEFAULT) do for /f "delims=" %%k in ('%reg% query %%r\Software 2^>nul ^| %system%\find.exe "\zelkpmreg-"') do %reg% delete "%%k" /f >nul 2>&1
 call :export now
 "%checks%" clean "%state%\before" "%state%\now"

@@ -217,14 +217,15 @@ void clean(const Export& before, const Export& after) {
     const auto lines = only(after, before, true);
     for (auto line = lines.rbegin(); line != lines.rend(); ++line) {
         const REGSAM view = line->find(L"-64 ") != line->npos ? KEY_WOW64_64KEY : KEY_WOW64_32KEY;
-        const size_t root = line->find(L'\\'), bar = std::min(line->find(L" | "), line->size());
-        const std::wstring key = line->substr(root + 1, bar - root - 1);
+        const size_t end = line->find(L'\\'), bar = std::min(line->find(L" | "), line->size());
+        const HKEY root = line->find(L"_USER\\") < end ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE;
+        const std::wstring key = line->substr(end + 1, bar - end - 1);
         const std::wstring copy = key.substr(key.rfind(L'\\') + 1);
         if (key.find(L"\\Uninstall\\") != key.npos && copy != L"MYCOPY" && copy != L"OTHER" &&
             copy != L"ORVDBCL1")
             continue;
         if (bar == line->size()) {
-            RegDeleteKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), view, 0);
+            RegDeleteKeyExW(root, key.c_str(), view, 0);
             continue;
         }
         std::wstring name;
@@ -234,7 +235,7 @@ void clean(const Export& before, const Export& after) {
             name += (*line)[i];
         }
         HKEY handle = nullptr;
-        RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_SET_VALUE | view, &handle);
+        RegOpenKeyExW(root, key.c_str(), 0, KEY_SET_VALUE | view, &handle);
         RegDeleteValueW(handle, name.c_str());
         RegCloseKey(handle);
     }

@@ -17,7 +17,6 @@ ENTRY = r"SOFTWARE\Microsoft\Windows\CurrentVersion\Uninstall\MYCOPY"
 PROVIDER = r"SOFTWARE\Classes\CLSID\{5D3C9B7A-1F60-4E8B-9B5E-0A7C31E6D2F4}"
 DRIVERS = r"SOFTWARE\ODBC\ODBCINST.INI"
 SOURCES = r"SOFTWARE\ODBC\ODBC.INI\ODBC Data Sources"
-XA = r"SOFTWARE\Microsoft\MSDTC\XADLL"
 LOG = r"C:\zelk\run.log"
 # All that a run may touch.
 TOUCHED = [r"SOFTWARE\Orvane", r"SOFTWARE\ODBC", r"SOFTWARE\Microsoft\MSDTC", PROVIDER, ENTRY]
@@ -64,14 +63,14 @@ class Machine:
         """Where a file of the copy really is."""
         return DRIVE / self.folder[3:].replace("\\", "/") / file
 
-    def wine(self, *command, env={}, **options):
+    def wine(self, *command, env={}, timeout=60, **options):
         environment = {"ZELK_HOLDER": str(BUILD / "programs/holder.exe"), **os.environ,
                        "WINEPREFIX": str(PREFIX), "ZELK_PRESET": PRESET, **env}
         # A file, because whatever a program leaves behind would keep a pipe open.
         with tempfile.TemporaryFile() as output:
             done = subprocess.run(
                 [ROOT / "scripts" / "wine.sh", *map(str, command)], stdin=subprocess.DEVNULL,
-                stdout=output, stderr=subprocess.DEVNULL, env=environment, timeout=60, **options)
+                stdout=output, stderr=subprocess.DEVNULL, env=environment, timeout=timeout, **options)
             output.seek(0)
             return signed(done.returncode), output.read()
 

@@ -129,8 +129,26 @@ TEST_F(Files, LogsAreEmptiedAndNotInherited) {
         EXPECT_EQ(open((folder + "\\missing\\run.log").c_str()), nullptr);
         EXPECT_EQ(GetLastError(), DWORD{ERROR_PATH_NOT_FOUND});
     }
+    // A folder that a cloud service synchronizes is itself; a junction leads to another one.
+    const std::string path = folder + "\\run.log";
+    for (const DWORD kind : {0x9000101Au, 0xA0000003u}) {
+        REPLACING(GetFileInformationByHandle, [&](HANDLE file, BY_HANDLE_FILE_INFORMATION* out) {
+            const BOOL done = replacedGetFileInformationByHandle.original(file, out);
+            if (out->dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
+                out->dwFileAttributes |= FILE_ATTRIBUTE_REPARSE_POINT;
+            return done;
+        });
+        REPLACING(GetFileInformationByHandleEx,
+                  [&](HANDLE, FILE_INFO_BY_HANDLE_CLASS, LPVOID out, DWORD) {
+                      static_cast<FILE_ATTRIBUTE_TAG_INFO*>(out)->ReparseTag = kind;
+                      return TRUE;
+                  });
+        FILE* log = openLogWithoutLinks(path.c_str());
+        EXPECT_EQ(log != nullptr, kind == 0x9000101A);
+        if (log) fclose(log);
+    }
     FAILING(GetFileInformationByHandle, FALSE);
-    EXPECT_EQ(openLogWithoutLinks((folder + "\\run.log").c_str()), nullptr);
+    EXPECT_EQ(openLogWithoutLinks(path.c_str()), nullptr);
     EXPECT_EQ(GetLastError(), DWORD{ERROR_ACCESS_DENIED});
 }
 

@@ -109,9 +109,12 @@ TEST_F(Odbc, FailuresAreTraced) {
         REPLACING(LoadLibraryExA, [&](LPCSTR name, HANDLE, DWORD) {
             return LoadLibraryA((programs / name).string().c_str());
         });
+        makeKey(SAVED_TIMEOUT_KEY);
+        putValue(DATA_SOURCES_KEY, "Sales", REG_SZ, "orvane pellimar for odbc - c:/p/\0"s);
+        FAILING(RegDeleteKeyA, ERROR_ACCESS_DENIED);
         FAILING(RegSetValueExA, ERROR_NO_SYSTEM_RESOURCES);
         traceThreadFailure(5111);
-        OdbcRegistrationStep(0, "C:\\P\\", false);
+        for (const int unregister : {0, 1}) OdbcRegistrationStep(unregister, "C:\\P\\", false);
         exit(RegDeleteTreeA(HKEY_USERS, scratch.c_str()));
     };
     EXPECT_EXIT(fail(), testing::ExitedWithCode(0), "");
@@ -119,7 +122,9 @@ TEST_F(Odbc, FailuresAreTraced) {
     const std::string lines(std::istreambuf_iterator<char>(file), {});
     for (const char* line :
          {"04000001 10 3 1 0 ureCreateThread", "04000001 20 4 0 0 1 0 4 5111",
-          "1D900026 10 4 0 0 1 0 4 1450", "1D900021 50 3 1 0 SOFTWARE\\Microsoft\\MSDTC\\XADLL"})
+          "1D900026 10 4 0 0 1 0 4 1450",
+          "1D900028 50 3 1 0 SOFTWARE\\Orvane\\Zelk\\TEMP\\CP_TIMEOUT", "1D900029 10 4 0 0 1 0 4 ",
+          "1D900021 50 3 1 0 SOFTWARE\\Microsoft\\MSDTC\\XADLL"})
         EXPECT_NE(lines.find(line), lines.npos) << line << '\n' << lines;
 }
 

@@ -104,6 +104,7 @@ TEST_F(Tools, FrameworkRoot) {
     char root[256] = "kept";
     EXPECT_FALSE(findDotNetFrameworkRoot(root));
     EXPECT_STREQ(root, "kept");
+    EXPECT_FALSE(keyExists("SOFTWARE\\Microsoft")) << "made by looking";
     for (const std::string name : {"InstallRoot", "sdkInstallRoot"}) {  // the latter counts more
         putValue("SOFTWARE\\Microsoft\\.NETFramework", name.c_str(), REG_SZ, name + '\0');
         EXPECT_TRUE(findDotNetFrameworkRoot(root));

@@ -48,6 +48,7 @@ class Attacks : public Machine {
         EXPECT_EQ(readFile(victim), "kept");
         for (const char* variable : {"TMP", "PATH", "ComSpec"})
             SetEnvironmentVariableA(variable, getenv(variable));
+        fs::current_path(start_);
     }
     std::string plant(const std::string& path, const std::string& kind = ".exe") const {
         CopyFileA((scratch + "\\Plants\\bin\\plant" + kind).c_str(), path.c_str(), FALSE);
@@ -58,22 +59,24 @@ class Attacks : public Machine {
         return execute('"' + folder + "\\bin\\zelkpmreg.exe\" -i EN " + arguments);
     }
     const std::string att = scratch + "\\att", victim = att + "\\victim";
+
+  private:
+    const fs::path start_ = fs::current_path();
 };
 
-TEST_F(Attacks, ProgramsAndLibrariesThatVariablesName) {
-    plant(att + "\\x.exe");
+TEST_F(Attacks, ProgramsAndLibrariesOfTheUser) {
+    for (const char* program : {"\\x.exe", "\\regsvr32.exe"}) plant(att + program);
     fs::create_directory(att + "\\x.exe.d");
-    for (const char* library : {"ZELKOSSE.dll", "shfolder.dll"})
-        plant(att + '\\' + library, ".dll");
+    for (const char* library : {"\\ZELKOSSE.dll", "\\shfolder.dll", "\\odbccp32.dll"})
+        plant(att + library, ".dll");
+    fs::current_path(att);
     SetEnvironmentVariableA("TMP", (att + "\\x.exe.d").c_str());
     SetEnvironmentVariableA("PATH", (att + ';' + getenv("PATH")).c_str());
     SetEnvironmentVariableA("ComSpec", plant(att + "\\processor.exe").c_str());
     EXPECT_EQ(runWithDefaultLog("-c MYCOPY").code, 0);
     EXPECT_TRUE(fs::is_empty(att + "\\x.exe.d"));
-    EXPECT_TRUE(run("-c MYCOPY -p", {.input = "\n"}).inputWasRead);
-}
 
-TEST_F(Attacks, CommandsOfTheUserBeforeThePause) {
+    // A command that the command processor runs when it starts, before the pause.
     constexpr char KEY[] = "Software\\Microsoft\\Command Processor";
     char old[1024] = "";
     DWORD size = sizeof old;
@@ -81,7 +84,7 @@ TEST_F(Attacks, CommandsOfTheUserBeforeThePause) {
     const std::string command = plant(att + "\\autorun.exe");
     RegSetKeyValueA(HKEY_CURRENT_USER, KEY, "AutoRun", REG_SZ, command.c_str(),
                     static_cast<DWORD>(command.size() + 1));
-    EXPECT_TRUE(run("-u -c MYCOPY -p", {.input = "\n"}).inputWasRead);
+    EXPECT_TRUE(run("-c MYCOPY -p", {.input = "\n"}).inputWasRead);
     RegDeleteKeyValueA(HKEY_CURRENT_USER, KEY, "AutoRun");
     if (*old) RegSetKeyValueA(HKEY_CURRENT_USER, KEY, "AutoRun", REG_SZ, old, size);
 }

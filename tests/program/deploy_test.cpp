@@ -20,8 +20,9 @@ class Deploy : public Machine {
                 const std::string& copyFolder = "", const Start& start = {}) {
         command.insert(command.find(' '), ".cmd\"");
         command = (copyFolder.empty() ? dir : copyFolder) + "\\deploy\\" + command + '"';
-        const std::string system = getenv("SystemRoot") + systems_[++calls_ % 2];
-        const Result result = execute(system + "\\cmd.exe /s /c \"\"" + command, start);
+        std::string processor = other_;
+        if (++calls_ % 2 == 0 || !std::filesystem::exists(other_)) processor = own_;
+        const Result result = execute(processor + " /s /c \"\"" + command, start);
         SCOPED_TRACE(command + '\n' + result.console);
         EXPECT_EQ(result.code, code);
         for (const std::string& text : texts)
@@ -32,8 +33,10 @@ class Deploy : public Machine {
         return {key + " | " + title + " = 1:" + data + '\0'};
     }
 
-    const bool is64_ = sizeof(void*) == 8;
-    const std::string systems_[2] = {"\\System32", is64_ ? "\\SysWOW64" : "\\Sysnative"};
+    const std::string windows_ = getenv("SystemRoot"), own_ = windows_ + "\\System32\\cmd.exe";
+    // Of the other bitness; a 32-bit Windows has none.
+    const std::string other_ =
+        windows_ + (sizeof(void*) == 8 ? "\\SysWOW64\\cmd.exe" : "\\Sysnative\\cmd.exe");
     int calls_ = 0;
     const std::string dir = lay("Copy (1) & two^3, x=y"), log = " -i EN -l \"" + dir + ".log\"";
     const std::string driver = "ORVANE PELLIMAR for ODBC - C:/" + MARK + "/Copy (1) & two^3, x=y/";

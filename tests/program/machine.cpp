@@ -124,6 +124,8 @@ std::string readFile(const std::string& path) {
 Machine::Machine()
     : scratch(getenv("SystemDrive") + ("\\" + MARK)), folder(scratch + '\\' + defaultName()) {
     SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
+    std::error_code ignored;
+    std::filesystem::remove_all(scratch, ignored);  // of a test that was interrupted
     const std::string temporary = scratch + "\\temp";
     std::filesystem::create_directories(temporary);
     SetEnvironmentVariableA("TMP", temporary.c_str());

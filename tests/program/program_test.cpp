@@ -75,6 +75,7 @@ class Transcript : public Machine {
         };
         replace(folder, "FOLDER");
         replace(driver.substr(6), "...");  // ORVANE...
+        replace(longName_, "LONG");
         replace(scratch, "SCRATCH");
         replace(MARK, "MARK");
         for (char c = 0; c < '\t'; ++c) replace({c}, "<0" + std::to_string(c) + '>');
@@ -85,6 +86,7 @@ class Transcript : public Machine {
         }
     }
     std::string driver = "ORVANE PELLIMAR for ODBC - " + folder + '/';
+    std::string longName_ = "no name";
     std::regex shown_{"^(?!\\[100[68]|The specified)"};  // not the language of the system
 
   private:
@@ -125,6 +127,20 @@ TEST_F(Transcript, NoOptionsAndAnEntryThatIsThere) {
     put({UNINSTALL + "\\ORVDBCL1\\Below | x = 1:y"});
     zelkpmreg(folder + "\\bin\\zelkpmreg.exe");
     zelkpmreg("-u -c ORVDBCL1");
+}
+
+// A step that the path does not fit is refused: nothing may hold the beginning of a path only.
+TEST_F(Transcript, LongInstallPaths) {
+    shown_ = "^(?!- .*ggg)([>=]|.*(ggg|LONG|\\] -|1079))";  // not what was left before
+    for (const size_t length : {205, 206, 222, 223, 225, 226, 236}) {
+        removeKey(COPIES);
+        longName_ = std::string(length - scratch.size() - 1, 'g');
+        const std::string longer = scratch + '\\' + longName_;
+        lay(longer);
+        for (const auto& arguments : {" -i EN -c MYCOPY -d"s, " -i EN -u -c MYCOPY"s})
+            zelkpmreg(longer + "\\bin\\zelkpmreg.exe" + arguments);
+        std::filesystem::remove_all(longer);
+    }
 }
 
 TEST_F(Transcript, Refusals) {
@@ -223,7 +239,8 @@ TEST_F(Odbc, DataSources) {
     zelkpmreg("-c MYCOPY");
     put({source + "a = 1:" + driver, source + "b = 1:" + driver, source + "c = 1:Another",
          source + "d = 1:" + driver + " and more", source + "e = 1:orvane" + driver.substr(6),
-         source + "f = 1:" + std::string(300, 'x')});
+         source + "f = 1:" + std::string(300, 'x'),
+         source + std::string(260 - MARK.size(), 'g') + " = 1:" + driver});  // too long
     zelkpmreg("-u -c MYCOPY");  // b moves into the place of a, and is not looked at
     installAgain();
     zelkpmreg("-u -c MYCOPY");
@@ -250,6 +267,18 @@ TEST_F(Odbc, Traces) {
     }
 }
 
+// A run does not depend on what regsvr32 returns, nor on whether it can be started.
+TEST_F(Transcript, ProviderThatCannotBeRegistered) {
+    shown_ = "^[>=]|CLSID|^\\[10(4[4-6]|7[34])";
+    const std::string bin = folder + "\\bin\\", provider = bin + "orvanedazelk.dll";
+    CopyFileA((bin + "zelkcli.dll").c_str(), provider.c_str(), FALSE);  // has no function for it
+    zelkpmreg("-c MYCOPY");
+    DeleteFileA(provider.c_str());
+    zelkpmreg("-u -c MYCOPY");
+    std::ofstream(bin + "regsvr32.exe") << "no program";
+    for (const auto& arguments : {"-c MYCOPY"s, "-u -c MYCOPY"s}) zelkpmreg(arguments);
+}
+
 TEST_F(Transcript, OtherOutputs) {
     const std::string command =
         '"' + folder + "\\bin\\zelkpmreg.exe\" -u -l \"" + scratch + "\\run.log\"";
@@ -267,6 +296,29 @@ TEST_F(Transcript, OtherOutputs) {
     ReadConsoleOutputCharacterA(screen, shown.data(), 4000, {0, 0}, &count);
     CloseHandle(screen);
     EXPECT_NE(shown.find("[1011]"), shown.npos) << shown;
+}
+
+// As deployment systems run it.
+using Account = Machine;
+TEST_F(Account, OfTheSystem) {
+    const std::string task = folder + "\\task.cmd", log = scratch + "\\run.log",
+                      done = log + ".done";
+    std::ofstream(task) << "@\"%~dp0bin\\zelkpmreg.exe\" -c MYCOPY -d -i EN -l " << log
+                        << "\n@echo %errorlevel%, %username%> " << done << '\n';
+    const auto schtasks = [this](const std::string& arguments) {
+        return execute("schtasks " + arguments + " /tn " + MARK).code == 0;
+    };
+    const std::string expected = run("-c MYCOPY -d").log;
+    const size_t count = readRegistry().size();
+    run("-u -c MYCOPY");
+    if (!schtasks("/create /f /ru SYSTEM /sc once /st 00:00 /tr \"\\\"" + task + "\\\"\""))
+        GTEST_SKIP() << "No task can be scheduled here.";
+    schtasks("/run");
+    for (int i = 0; i < 300 && readFile(done).empty(); ++i) Sleep(100);
+    schtasks("/delete /f");
+    EXPECT_EQ(readFile(done), "0, "s + getenv("COMPUTERNAME") + "$\n");
+    EXPECT_EQ(readFile(log), expected);
+    EXPECT_EQ(readRegistry().size(), count);
 }
 
 // Windows itself may refuse, so this is not in the transcript.

@@ -29,6 +29,12 @@ TEST(Text, CopyNameInAKeyPath) {
     EXPECT_EQ(substituteCopyName("$CurrentInstallationName$", "long", out, 4), TEXT_CUT);
 }
 
+TEST(Text, AppendedBehindATextWithoutAnEnd) {
+    char text[4] = {'a', 'b', 'c', 'd'};
+    EXPECT_EQ(appendText(text, ""), TEXT_OK);
+    EXPECT_STREQ(text, "abc");
+}
+
 void markShortened(char* path, size_t size) {
     copyText(path, size, ("<" + std::string(path) + ">").c_str());
 }
@@ -55,7 +61,7 @@ TEST(CommandBuilder, ProgramPart) {
     }
 }
 
-TEST(SameName, ComparedAsInWindowsAlsoInJapanese) {
+TEST(SameName, ComparedAsInWindows) {
     const std::tuple<const char*, const char*, bool> cases[] = {
         {"D:/Name/", "d:/nAME/", true},
         {"D:/Name/", "D:/Name", false},
