@@ -34,11 +34,21 @@ own_folders() {
     done
 }
 
+# The debugger that Wine starts for a program that crashes sometimes ends it with exit code 0.
+no_debugger() {
+    local view
+    for view in 32 64; do
+        wine reg add 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\AeDebug' /v Debugger /d none /f \
+            "/reg:$view" >/dev/null 2>&1 </dev/null 9>&- || true
+    done
+}
+
 start_server() {
     wineserver -p >/dev/null 2>&1 </dev/null 9>&- || true
     if [ ! -e "$WINEPREFIX/.made" ]; then
         wine wineboot -u >/dev/null 2>&1 </dev/null 9>&-
         own_folders
+        no_debugger
         touch "$WINEPREFIX/.made"
     fi
     if [ -n "${ZELK_HOLDER:-}" ]; then
