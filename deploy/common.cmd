@@ -242,7 +242,7 @@ if not "%attributes%"=="%attributes:l=%" set "bad=yes"
 exit /b
 
 :own
-rem The owner of a folder can always change its rights.
+rem The owner of a folder can always change its rights. The errors of icacls.exe are shown.
 %system%\icacls.exe "%folder%" /setowner *S-1-5-32-544 /q >nul
 if "%errorlevel%"=="0" exit /b
 set "bad=yes"
@@ -250,8 +250,7 @@ set "shown=Cannot set the owner of this folder. Run as administrator. %folder%"
 exit /b
 
 :protect
-rem Administrators and the system only. The reset removes rights that others gave. Errors are shown as
-rem icacls.exe reports them.
+rem Administrators and the system only. The reset removes rights that others gave.
 call :own
 %system%\icacls.exe "%folder%" /reset /q >nul
 if not "%errorlevel%"=="0" set "bad=yes"

@@ -51,28 +51,19 @@ class Trial(Machine):
         self.check(self.registered)
 
 
-@pytest.fixture
-def machine():
-    return Trial()
-
-
-@pytest.fixture
-def quick():
-    return Trial(quick=True)
-
-
-def test_full_disk(machine):
-    done = machine.registers(log=r"Z:\dev\full")
+def test_full_disk():
+    done = Trial().registers(log=r"Z:\dev\full")
     assert done.console[-1] == LAST_LINE
 
 
 @pytest.mark.both
-def test_no_standard_handles(machine):
-    done = machine.registers(before=[STARTER, "closed"])
+def test_no_standard_handles():
+    done = Trial().registers(before=[STARTER, "closed"])
     assert (done.console, done.log[-1]) == ([], LAST_LINE)
 
 
-def test_two_runs_at_once_while_keys_vanish(quick):
+def test_two_runs_at_once_while_keys_vanish():
+    quick = Trial(quick=True)
     allowed = {REPLACE: [0], UNREGISTER: [0, -102, -104, -105, -108]}
     keys = [f"{COPIES}\\OTHER", COPIES, ENTRY, SOURCES, DRIVERS]
     with ThreadPoolExecutor(3) as pool:
@@ -95,7 +86,8 @@ def interrupted(machine, arguments):
         yield changes
 
 
-def test_killed_while_registering(quick):
+def test_killed_while_registering():
+    quick = Trial(quick=True)
     for changes in interrupted(quick, [*REGISTER, "-s"]):
         quick.run(*REPLACE)
         # An entry in the list of programs is kept as it is found, also one that is half written.
@@ -106,7 +98,8 @@ def test_killed_while_registering(quick):
 
 
 @pytest.mark.both
-def test_killed_while_unregistering(quick):
+def test_killed_while_unregistering():
+    quick = Trial(quick=True)
     quick.run(*REGISTER, "-s")
     refused = 0
     for changes in interrupted(quick, UNREGISTER):

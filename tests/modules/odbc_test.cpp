@@ -41,6 +41,8 @@ TEST_F(Odbc, InstallerIsMissing) {
         EXPECT_EQ(stepPrints(1), "[1041]\n[1043]\n");
         EXPECT_EQ(boxes, "[||64][||64]");
     }
+    stepPrints(0);
+    EXPECT_EQ(GetModuleHandleA("odbccp32.dll"), nullptr) << "is not freed";
     missing = "SQLConfigDataSource";
     boxes.clear();
     EXPECT_EQ(stepPrints(1), "[1041]\n[1043]\n");

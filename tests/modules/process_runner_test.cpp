@@ -129,6 +129,11 @@ TEST_F(ProcessRunners, FailuresOfTheSystem) {
     EXPECT_RAN(THREAD_NOT_STARTED, true, false, CreateThread, nullptr, 2, 0, "msvcrt.dll");
     ThreadRecord record;
     EXPECT_EQ(startThread(nullptr, nullptr, record), THREAD_NO_FUNCTION);
+    unsigned ran = 0;
+    const auto work = [](void* done) { return Sleep(50), *static_cast<unsigned*>(done) = 1; };
+    EXPECT_EQ(startThread(work, &ran, record), 0);
+    joinThread(record);
+    EXPECT_TRUE(ran == 1 && !record.handle && record.id == 0);
     threadFailureHook = nullptr;
     EXPECT_EQ(failures, "5111 5111 5003 ");
 }

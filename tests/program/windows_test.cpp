@@ -7,6 +7,8 @@
 #include <ctime>
 #include <string>
 
+#include "services/system_library.h"
+
 namespace {
 
 using namespace std::string_literals;
@@ -22,11 +24,6 @@ void see(const std::string& what, long seen, long documented, long wine) {
     printf("[ SEEN     ] %-13s %s: %ld\n", way, what.c_str(), seen);
 }
 
-template <typename Function>
-Function* find(HMODULE library, const char* name) {
-    return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(library, name)));
-}
-
 long count(const std::string& name) {
     DWORD data = 0, size = sizeof data;
     const LSTATUS status = RegGetValueA(HKEY_LOCAL_MACHINE, KEY.c_str(), name.c_str(),
@@ -36,9 +33,10 @@ long count(const std::string& name) {
 
 TEST(Windows, OdbcInstaller) {
     const auto library = LoadLibraryExA("odbccp32.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
-    const auto install = find<BOOL WINAPI(LPCSTR, LPCSTR, LPSTR, WORD, WORD*, WORD, DWORD*)>(
-        library, "SQLInstallDriverEx");
-    const auto remove = find<BOOL WINAPI(LPCSTR, BOOL, DWORD*)>(library, "SQLRemoveDriver");
+    const auto install =
+        findFunction<BOOL WINAPI(LPCSTR, LPCSTR, LPSTR, WORD, WORD*, WORD, DWORD*)>(
+            library, "SQLInstallDriverEx");
+    const auto remove = findFunction<BOOL WINAPI(LPCSTR, BOOL, DWORD*)>(library, "SQLRemoveDriver");
     ASSERT_TRUE(install && remove);
     const std::string driver = DRIVER + "\0Driver=zelkcli.dll\0Setup=zelkodbc.dll\0\0"s;
     const std::string programs = __argv[0] + "\\..\\..\\programs"s;
