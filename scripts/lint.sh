@@ -8,11 +8,13 @@ set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 cd "$root"
 
-sources() { find src msg tests bench \( -name '*.cpp' -o -name '*.c' -o -name '*.h' \) -print0; }
+sources() { find src msg tests acceptance bench \( -name '*.cpp' -o -name '*.c' -o -name '*.h' \) -print0; }
 
 check_format() { sources | xargs -0 clang-format --dry-run -Werror; }
 
 check_layers() { python3 scripts/check-layers.py; }
+
+check_documents() { python3 scripts/check-documents.py; }
 
 check_messages() { python3 -B msg/check_sources.py; }
 

@@ -70,7 +70,8 @@ class Machine:
         with tempfile.TemporaryFile() as output:
             done = subprocess.run(
                 [ROOT / "scripts" / "wine.sh", *map(str, command)], stdin=subprocess.DEVNULL,
-                stdout=output, stderr=subprocess.DEVNULL, env=environment, timeout=timeout, **options)
+                stdout=output, stderr=subprocess.DEVNULL, env=environment, timeout=timeout,
+                **options)
             output.seek(0)
             return signed(done.returncode), output.read()
 

@@ -191,7 +191,8 @@ TEST(ProcessSetup, VariablesThatLoadLibrariesAreRemoved) {
     };
     const std::vector<const char*> paths = {"ComSpec", "windir", "SystemRoot"};
     const std::vector<const char*> removed = {"COR_PROFILER", "CoreCLR_x", "COMPlus_x", "DOTNET_x"};
-    const std::vector<const char*> kept = {"CORRECT", "XDOTNET_"};
+    const std::string longest = "COR_" + std::string(252, 'x');  // than a runtime's
+    const std::vector<const char*> kept = {"CORRECT", "XDOTNET_", longest.c_str()};
     for (const auto& names : {paths, removed, kept})
         for (const char* name : names) SetEnvironmentVariableA(name, "planted");
     prepareProcess();

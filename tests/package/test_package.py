@@ -1,6 +1,5 @@
-"""The archives as they are handed out, what a run costs, and the exit codes in the documents."""
+"""The archives as they are handed out, and what a run costs."""
 import os
-import re
 import shutil
 import subprocess
 import zipfile
@@ -85,8 +84,8 @@ def test_message_libraries():
 
 @pytest.mark.both
 def test_acceptance_kit(dist):
-    """What it says of a good program, of one that writes a wrong value, and of one that is broken in
-    other ways; and that it puts everything back."""
+    """What it says of a good program, of one that writes a wrong value, and of one that is broken
+    in other ways; and that it puts everything back."""
     machine, kit, light = Machine(), DRIVE / "kit (1) & more", Path(f"{PREFIX}-kit")
     end_session(light)
     for folder in (kit, light):
@@ -98,16 +97,17 @@ def test_acceptance_kit(dist):
     good, broken = program.read_bytes(), (BUILD / "programs/broken.exe").read_bytes()
     others = "HKLM\\" + ENTRY.replace("MYCOPY", "AnotherProduct")
     machine.wine("reg", "add", others, "/v", "x", VIEW, env=here)
-    once = ["Registry.DeletedTrees", "Transcript.RegisterAndUnregister"]
+    once = ["Text.CopyNameInAKeyPath", "Registry.DeletedTrees", "Transcript.RegisterAndUnregister"]
     trials = [(good, once, 0), (good.replace(b" Pooling", b" Poolinx"), once, 2)]
     if PRESET == "x86":  # the program that hangs takes a minute
         trials.append((broken, [*once, "Transcript.Replace", "Transcript.CopiesSideBySide"], 4))
     for data, cases, failed in trials:
         program.write_bytes(data)
         code, output = machine.wine("cmd", "/c", "accept.cmd", cwd=kit, timeout=300,
-                                    env={"ZELK_CASES": "Text.*:" + ":".join(cases), **here})
+                                    env={"ZELK_CASES": ":".join(cases), **here})
         lines = output.decode("cp1252").splitlines()
-        assert (code, lines[-2]) == (int(failed > 0), f"{len(cases) + 3 - failed} passed, {failed} failed"), lines
+        passed = len(cases) + 2 - failed  # with those of the whole registry
+        assert (code, lines[-2]) == (failed > 0, f"{passed} passed, {failed} failed"), lines
         assert ("FAILED  Registry.Unchanged" in lines) == (failed > 0), lines
         assert "ok      Registry.PutBack" in lines
     assert machine.wine("reg", "query", others, "/v", "x", VIEW, env=here)[0] == 0
@@ -121,12 +121,3 @@ def test_costs():
         figures = measure.figures(traced, [10, 100, 1000])
     bounds = {name: bound for name, bound in measure.BOUNDS.items() if bound is not None}
     assert {name: figures[name] for name in bounds if figures[name] > bounds[name]} == {}
-
-
-@pytest.mark.parametrize("document", ["README.md", "docs/deployment.md"])
-def test_exit_codes(document):
-    text = (ROOT / document).read_text()
-    codes = re.findall(r"= (-?\d+),", next(ROOT.glob("src/*/exit_codes.h")).read_text())
-    assert set(re.findall(r"\b42949\d+\b", text)) <= {str(int(code) + 2**32) for code in codes}
-    for code, unsigned, digits in re.findall(r"^\| (-\d+) \| (\d+) \| (0x\w+) \|", text, re.M):
-        assert code in codes and int(code) % 2**32 == int(unsigned) == int(digits, 16)

@@ -109,7 +109,7 @@ TEST(MessageFormat, ConversionsAndCutTexts) {
         {"%s, %s, %s\n", 60, "one, %d, (null)\n"},
         {"100%%", 60, "100%"},
         {"[%-4s|%3s]", 60, "[one | %d]"},
-        {"%.2s", 60, "on"},
+        {"%.2s%12s", 60, "on          %d"},
         {"%d %5u %x %ld %I64d", 60, "0     0 0 0 0"},
         {"a%nb%hn%s", 60, "ab(null)"},
         {"%-+ #0-+ #0-+ #0d|%c", 60, "+0|"},
