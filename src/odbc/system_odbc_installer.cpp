@@ -44,7 +44,7 @@ void showMissingFunction(const char* name) {
     // cent sign in the path does no harm.
     const char* arguments[] = {name, libraryPath};
     char text[3 * PATH_BYTES];
-    formatMessage(text, sizeof text, programPath, arguments, 2);
+    formatMessage(text, sizeof text, programPath, arguments);
     showBox(text);
 }
 

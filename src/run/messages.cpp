@@ -38,7 +38,7 @@ void printMessage(FILE* log, unsigned id, const char* literalFormat, const char*
     char format[FORMAT_BYTES] = "";
     if (!literal) loadFormat(module, id, arg1, arg2, format);
     const char* arguments[] = {arg1, arg2};
-    const FormattedMessage line(literal ? literalFormat : format, arguments, 2);
+    const FormattedMessage line(literal ? literalFormat : format, arguments);
     if (log) {
         fwrite(line.text(), strlen(line.text()), 1, log);
         fflush(log);
@@ -46,7 +46,7 @@ void printMessage(FILE* log, unsigned id, const char* literalFormat, const char*
     if (silent) return;
     // The finished line is a format once more. This is required, and only here: a name with a per
     // cent sign shows in the log as it is.
-    printToConsole(FormattedMessage(line.text(), nullptr, 0).text());
+    printToConsole(FormattedMessage(line.text(), {}).text());
 }
 
 void say(unsigned id, const char* arg1, const char* arg2) {

@@ -13,8 +13,8 @@ constexpr int WIDEST = 1000;
 // One conversion of a format text, "%-5.3ld" say.
 struct Conversion {
     char flags[8] = "";
-    int width = -1;      // -1: none
-    int precision = -1;  // -1: none
+    int width = 0;       // 0: none
+    int precision = -1;  // negative: none
     char letter = '\0';
     const char* end = nullptr;  // what follows in the format
 };
@@ -22,22 +22,25 @@ struct Conversion {
 // Writes what fits, and counts everything.
 class Output {
   public:
-    Output(char* out, size_t size) : out_(out), size_(size) {}
+    Output(char* out, size_t size) : begin_(out), end_(out), room_(size - 1) {}
     void put(const char* bytes, size_t count) {
-        if (length_ + 1 < size_)
-            memcpy(out_ + length_, bytes, std::min(count, size_ - 1 - length_));
+        const size_t kept = std::min(count, room_);
+        memcpy(end_, bytes, kept);
+        end_ += kept;
+        room_ -= kept;
         length_ += count;
     }
     size_t finish(bool keepLineEnd) {
-        if (size_ == 0) return length_;
-        out_[std::min(length_, size_ - 1)] = '\0';
-        if (length_ >= size_ && size_ > 1 && keepLineEnd) out_[size_ - 2] = '\n';
+        const bool cut = static_cast<size_t>(end_ - begin_) != length_;
+        if (cut && keepLineEnd && end_ != begin_) end_[-1] = '\n';
+        *end_ = '\0';
         return length_;
     }
 
   private:
-    char* out_;
-    size_t size_;
+    const char* begin_;
+    char* end_;
+    size_t room_;  // bytes behind end_, without the terminating zero
     size_t length_ = 0;
 };
 
@@ -57,7 +60,7 @@ Conversion readConversion(const char* position) {
         conversion.flags[flags++] = *position;
         conversion.flags[flags] = '\0';
     }
-    if (*position >= '0' && *position <= '9') conversion.width = readNumber(position);
+    conversion.width = readNumber(position);  // zeros before it are flags
     if (*position == '.') {
         ++position;
         conversion.precision = readNumber(position);
@@ -69,28 +72,21 @@ Conversion readConversion(const char* position) {
     return conversion;
 }
 
-// Formats the one value of a conversion, as printf would with that letter.
-template <typename Value>
-void putValue(Output& output, const Conversion& conversion, Value value) {
-    char format[32];
-    char width[8] = "";
-    char precision[8] = "";
-    if (conversion.width >= 0) formatText(width, sizeof width, "%d", conversion.width);
-    if (conversion.precision >= 0)
-        formatText(precision, sizeof precision, ".%d", conversion.precision);
-    formatText(format, sizeof format, "%%%s%s%s%c", conversion.flags, width, precision,
-               conversion.letter);
-    char number[WIDEST + 8];
-    const int length = snprintf(number, sizeof number, format, value);
-    output.put(number, std::min(static_cast<size_t>(std::max(length, 0)), sizeof number - 1));
+// Formats a zero as printf would with the letter of the conversion.
+void putZero(Output& output, const Conversion& conversion) {
+    char format[16];
+    formatText(format, sizeof format, "%%%s*.*%c", conversion.flags, conversion.letter);
+    char number[WIDEST + 8];  // with a sign
+    snprintf(number, sizeof number, format, conversion.width, conversion.precision, 0);
+    output.put(number, strlen(number));
 }
 
 void putText(Output& output, const Conversion& conversion, const char* text) {
-    // Without a width the text may be longer than the buffer of putValue.
+    // Without a width the text may be longer than the buffer of putZero.
     size_t length = strlen(text);
     if (conversion.precision >= 0)
         length = std::min(length, static_cast<size_t>(conversion.precision));
-    const size_t width = conversion.width < 0 ? 0 : static_cast<size_t>(conversion.width);
+    const auto width = static_cast<size_t>(conversion.width);
     const size_t padding = width - std::min(width, length);
     const bool left = strchr(conversion.flags, '-') != nullptr;
     if (left) output.put(text, length);
@@ -99,11 +95,11 @@ void putText(Output& output, const Conversion& conversion, const char* text) {
 }
 
 void putConversion(Output& output, const char* start, const Conversion& conversion,
-                   const char* const*& arguments, size_t& count) {
+                   MessageArguments& arguments) {
     const char* argument = nullptr;
-    if (strchr("sdiuoxXcn", conversion.letter) && conversion.letter != '\0' && count > 0) {
-        --count;
-        argument = *arguments++;
+    if (strchr("sdiuoxXcn", conversion.letter) && !arguments.empty()) {
+        argument = arguments.front();
+        arguments = arguments.subspan(1);
     }
     switch (conversion.letter) {
         case '%':
@@ -118,7 +114,7 @@ void putConversion(Output& output, const char* start, const Conversion& conversi
         case 'o':
         case 'x':
         case 'X':
-            putValue(output, conversion, 0);
+            putZero(output, conversion);
             break;
         case 'c':  // a zero character, which cannot be seen
         case 'n':
@@ -130,8 +126,7 @@ void putConversion(Output& output, const char* start, const Conversion& conversi
 
 }  // namespace
 
-size_t formatMessage(char* out, size_t size, const char* format, const char* const* arguments,
-                     size_t count) {
+size_t formatMessage(char* out, size_t size, const char* format, MessageArguments arguments) {
     Output output(out, size);
     const char* position = format;
     while (*position != '\0') {
@@ -140,15 +135,15 @@ size_t formatMessage(char* out, size_t size, const char* format, const char* con
         position += plain;
         if (*position == '\0') break;
         const Conversion conversion = readConversion(position);
-        putConversion(output, position, conversion, arguments, count);
+        putConversion(output, position, conversion, arguments);
         position = conversion.end;
     }
     return output.finish(position != format && position[-1] == '\n');
 }
 
-FormattedMessage::FormattedMessage(const char* format, const char* const* arguments, size_t count) {
-    const size_t length = formatMessage(short_, sizeof short_, format, arguments, count);
+FormattedMessage::FormattedMessage(const char* format, MessageArguments arguments) {
+    const size_t length = formatMessage(short_, sizeof short_, format, arguments);
     if (length < sizeof short_) return;
     long_.reset(static_cast<char*>(malloc(length + 1)));
-    if (long_) formatMessage(long_.get(), length + 1, format, arguments, count);
+    if (long_) formatMessage(long_.get(), length + 1, format, arguments);
 }

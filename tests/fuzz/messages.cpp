@@ -12,10 +12,9 @@ std::string format(const std::string& text, const std::vector<Exact>& arguments,
     for (const Exact& argument : arguments) pointers.push_back(argument.get());
     const Room room(size);
     const Exact exact(text);
-    const size_t length =
-        formatMessage(room.get(), size, exact.get(), pointers.data(), pointers.size());
+    const size_t length = formatMessage(room.get(), size, exact.get(), pointers);
     DEMAND(room.text().size() == std::min(length, size - 1));
-    const FormattedMessage message(exact.get(), pointers.data(), pointers.size());
+    const FormattedMessage message(exact.get(), pointers);
     DEMAND(strlen(message.text()) == length);
     return room.get();
 }

@@ -95,12 +95,13 @@ TEST(Language, TextsOfALanguageIdAndOfACode) {
 
 // Formats with the arguments "one" and "%d", in a buffer of size bytes.
 std::string formatted(const char* format, size_t size) {
-    char out[100];
-    memset(out, '#', sizeof out);
+    char buffer[100];
+    memset(buffer, '#', sizeof buffer);
+    char* const out = buffer + 1;
     const char* const arguments[] = {"one", "%d"};
-    const size_t length = formatMessage(out, size, format, arguments, 2);
+    const size_t length = formatMessage(out, size, format, arguments);
     EXPECT_EQ(std::min(length, size - 1), strlen(out)) << format;
-    EXPECT_EQ(out[size], '#') << format;
+    EXPECT_TRUE(out[-1] == '#' && out[size] == '#') << format;
     return out;
 }
 
@@ -110,16 +111,19 @@ TEST(MessageFormat, ConversionsAndCutTexts) {
         {"100%%", 60, "100%"},
         {"[%-4s|%3s]", 60, "[one | %d]"},
         {"%.2s%12s", 60, "on          %d"},
-        {"%d %5u %x %ld %I64d", 60, "0     0 0 0 0"},
+        {"%d %5u %x %ld %I64d %I32u %.d|%.3d%.s", 60, "0     0 0 0 0 0 |000"},
         {"a%nb%hn%s", 60, "ab(null)"},
         {"%-+ #0-+ #0-+ #0d|%c", 60, "+0|"},
         {"%.2f %p %*d %s", 60, "%.2f %p %*d one"},
         {"%y %-5k %", 60, "%y %-5k %"},
         {"abcdef\n", 7, "abcde\n"},
-        {"%s%s\n", 5, "one\n"}};
+        {"%s%s\n", 5, "one\n"},
+        {"%s%s", 5, "one%"},
+        {"ab\n", 2, "\n"},
+        {"ab\n", 1, ""}};
     for (const auto& [format, size, expected] : cases) EXPECT_EQ(formatted(format, size), expected);
     EXPECT_EQ(formatted("%99999d", 60), std::string(59, ' '));
-    const FormattedMessage wide("%99999d%2000s", nullptr, 0);
+    const FormattedMessage wide("%99999d%2000s", {});
     EXPECT_EQ(wide.text(), std::string(999, ' ') + "0" + std::string(994, ' ') + "(null)");
 }
 
