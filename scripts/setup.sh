@@ -10,6 +10,7 @@ packages=(cmake ninja-build googletest git python3 python3-pytest python3-pefile
     g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix
     clang clang-format clang-tidy cppcheck flake8 shellcheck libclang-rt-14-dev locales util-linux zip)
 wine_packages=(wine wine64)
+locales=(ja_JP ru_RU)  # of systems that tests imitate down to file names and the terminal
 if [ "${1:-}" = --also ]; then
     shift
     packages+=("$@")
@@ -24,6 +25,14 @@ missing() {
     local package
     for package in "$@"; do
         [ "$(installed "$package")" -gt 0 ] || printf '%s\n' "$package"
+    done
+}
+
+missing_locales() {
+    local locale there
+    there=$(locale -a 2>/dev/null)
+    for locale in "${locales[@]}"; do
+        grep -qx "$locale.utf8" <<<"$there" || printf '%s\n' "$locale"
     done
 }
 
@@ -80,7 +89,8 @@ wine32_wanted=$(missing wine32:i386)
 # Once refused, it is not tried again and again: only scripts/setup.sh --retry-wine32 does.
 refused=/var/tmp/zelkpmreg-no-wine32
 if [ "${1:-}" != --retry-wine32 ] && [ -e "$refused" ]; then wine32_wanted=; fi
-[ -n "${wanted[*]}$wine_wanted$wine32_wanted" ] || exit 0
+mapfile -t locales_wanted < <(missing_locales)
+[ -n "${wanted[*]}$wine_wanted$wine32_wanted${locales_wanted[*]}" ] || exit 0
 
 lists=()
 if [ -n "$wine_wanted$wine32_wanted" ]; then
@@ -97,4 +107,8 @@ if [ ${#wanted[@]} -gt 0 ]; then
     apt update >/dev/null 2>&1 || say "some package lists could not be fetched; going on with the others"
     apt install -y --no-install-recommends "${wanted[@]}" >/dev/null 2>&1 || die "the packages above cannot be installed"
 fi
+for locale in "${locales_wanted[@]}"; do
+    as_root localedef -c -i "$locale" -f UTF-8 "$locale.UTF-8" >/dev/null 2>&1 ||
+        die "the locale $locale cannot be made"
+done
 say "done"

@@ -31,16 +31,6 @@ def message(name, *arguments):
     return texts("en_US")[name].replace("%s", "{}").format(*arguments)
 
 
-def system(name):
-    """The environment of a system of that language, complete with its terminal and file names."""
-    folder = BUILD / "locales"  # the bitnesses run side by side
-    if not (folder / f"{name}.UTF-8").exists():
-        folder.mkdir(parents=True, exist_ok=True)
-        subprocess.run(["localedef", "-c", "-i", name, "-f", "UTF-8", folder / f"{name}.UTF-8"],
-                       check=True, capture_output=True)
-    return {"LC_ALL": f"{name}.UTF-8", "LOCPATH": str(folder)}
-
-
 Result = namedtuple("Result", "code console log")  # the last two as lists of lines
 
 

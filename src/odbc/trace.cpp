@@ -31,27 +31,30 @@ struct Library {
     ErrorVar* errorVar;
 };
 
+// The library's functions, or nothing when one of them is missing.
 Library loadLibrary() {
     const HMODULE module = loadTrustedLibrary("ZELKOSSE.dll");  // kept to the end of the process
-    if (!module) return {};
     Library library = {};
-    library.controlBlock =
-        reinterpret_cast<const uint32_t* const*>(findFunction<void()>(module, "g_pGTCB"));
-    library.threadId = findFunction<ThreadId>(module, "ossThreadID");
-    library.entry = findFunction<Entry>(module, "_gtraceEntry");
-    library.exit = findFunction<Exit>(module, "_gtraceExit");
-    library.var = findFunction<Var>(module, "_gtraceVar");
-    library.errorVar = findFunction<ErrorVar>(module, "_gtraceErrorVar");
-    return library;
+    bool complete = true;
+    const auto find = [&]<typename Function>(Function*& function, const char* name) {
+        function = findFunction<Function>(module, name);
+        complete &= function != nullptr;
+    };
+    void (*controlBlock)() = nullptr;
+    find(controlBlock, "g_pGTCB");
+    library.controlBlock = reinterpret_cast<const uint32_t* const*>(controlBlock);
+    find(library.threadId, "ossThreadID");
+    find(library.entry, "_gtraceEntry");
+    find(library.exit, "_gtraceExit");
+    find(library.var, "_gtraceVar");
+    find(library.errorVar, "_gtraceErrorVar");
+    return complete ? library : Library();
 }
 
-// The library with all its functions and its tracing turned on, or null.
+// The library when its tracing is turned on, or null.
 const Library* activeLibrary() {
     static const Library library = loadLibrary();
-    if (!library.controlBlock || !library.threadId || !library.entry || !library.exit ||
-        !library.var || !library.errorVar) {
-        return nullptr;
-    }
+    if (!library.controlBlock) return nullptr;
     const uint32_t* block = *library.controlBlock;
     return block && block[CONTROL_SWITCH] != 0 ? &library : nullptr;
 }

@@ -17,10 +17,8 @@ constexpr size_t FINAL_PREFIX_LENGTH = 4;
 // first and a program later.
 bool isLocal(const FinalPath& path) {
     const wchar_t* drive = path.text + FINAL_PREFIX_LENGTH;
-    if (wcsncmp(path.text, FINAL_PREFIX, FINAL_PREFIX_LENGTH) != 0 || wcslen(drive) < 3 ||
-        drive[1] != L':') {
+    if (wcsncmp(path.text, FINAL_PREFIX, FINAL_PREFIX_LENGTH) != 0 || drive[1] != L':')
         return false;
-    }
     const wchar_t root[] = {drive[0], L':', L'\\', L'\0'};
     return GetDriveTypeW(root) != DRIVE_REMOTE;
 }

@@ -4,7 +4,7 @@ import re
 
 import check_sources
 import pytest
-from machine import LOG, PREFIX, Machine, system, texts
+from machine import LOG, PREFIX, Machine, texts
 from wine import ROOT, on_terminal
 
 # Code of -i, locale folder, locale of the machine.
@@ -38,6 +38,7 @@ def test_language_of_the_system(code, locale, name):
 @pytest.mark.parametrize("locale, name", [("ru_ru", "ru_RU"), ("ja_jp", "ja_JP")])
 def test_terminal_shows_the_text_as_written(locale, name):
     command = [ROOT / "scripts/wine.sh", f"{Machine().folder}\\bin\\zelkpmreg.exe", *REFUSED]
-    _, shown = on_terminal(command, {**os.environ, **system(name), "WINEPREFIX": str(PREFIX)})
+    options = {"LC_ALL": f"{name}.UTF-8", "WINEPREFIX": str(PREFIX)}
+    _, shown = on_terminal(command, {**os.environ, **options})
     plain = re.sub(r"\x1b\[[0-9;?]*[a-zA-Z]|\x1b\][^\a]*\a|[\r\n]", "", shown.decode("utf-8"))
     assert texts(locale)["MSG_COPY_UNKNOWN"] % "MYCOPY" in plain, plain

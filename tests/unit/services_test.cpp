@@ -29,10 +29,13 @@ TEST(Text, CopyNameInAKeyPath) {
     EXPECT_EQ(substituteCopyName("$CurrentInstallationName$", "long", out, 4), TEXT_CUT);
 }
 
-TEST(Text, AppendedBehindATextWithoutAnEnd) {
+TEST(Text, StaysInsideItsBuffer) {
     char text[4] = {'a', 'b', 'c', 'd'};
     EXPECT_EQ(appendText(text, ""), TEXT_OK);
     EXPECT_STREQ(text, "abc");
+    char blanks[] = "  ";
+    EXPECT_STREQ(trimCharacters(blanks + 1, " "), "");
+    EXPECT_EQ(blanks[0], ' ');
 }
 
 void markShortened(char* path, size_t size) {
