@@ -26,11 +26,9 @@ bool isLocal(const FinalPath& path) {
 // True when no link is in path: its long form is then the final path. The held file keeps every
 // folder of the final path from being renamed, so this stays true.
 bool isWithoutLinks(const char* path, const FinalPath& final) {
-    FinalPath asWritten;
+    FinalPath asWritten;  // stays empty, and is then no path, when it cannot be converted
     FinalPath longForm;
-    if (MultiByteToWideChar(CP_ACP, 0, path, -1, asWritten.text, FinalPath::CHARACTERS) == 0) {
-        return false;
-    }
+    MultiByteToWideChar(CP_ACP, 0, path, -1, asWritten.text, FinalPath::CHARACTERS);
     const DWORD length = GetLongPathNameW(asWritten.text, longForm.text, FinalPath::CHARACTERS);
     return length > 0 && length < FinalPath::CHARACTERS &&
            CompareStringOrdinal(longForm.text, -1, final.text + FINAL_PREFIX_LENGTH, -1, TRUE) ==

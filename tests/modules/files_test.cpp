@@ -77,6 +77,9 @@ TEST_F(Files, TemporaryNames) {
     EXPECT_EQ(read(path), "") << "nobody fills the file while it is held";
     file.remove();
     EXPECT_FALSE(fs::exists(path));
+    SetEnvironmentVariableA("TMP", CharUpperA(std::string(folder).data()));
+    EXPECT_TRUE(file.make("ZELKRC"));
+    EXPECT_FALSE(std::string(file.path()).starts_with(folder)) << "the path as it is written";
     // Final paths that are unknown, not local, no part of a command, and not in the code page
     for (const std::wstring place :
          {L"", L"C:\\", L"\\\\?\\UNC\\s\\", L"\\\\?\\C:\\x.exe.d\\", L"\\\\?\\C:\\\x2603\\"}) {
