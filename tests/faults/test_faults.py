@@ -1,6 +1,5 @@
 """Damages the machine for real, runs the whole program, and looks at the exit code, the log and the
-registry; when the damage is gone, the next run must register completely.
-docs/testing.md has a row for each test. Those marked "both" run in 32 bits too."""
+registry. docs/testing.md has a row for each test; those marked "both" run in 32 bits too."""
 import itertools
 import re
 from concurrent.futures import ThreadPoolExecutor

@@ -22,7 +22,7 @@ GUARD = bytes.fromhex("157c4a7f")
 
 @pytest.fixture(scope="module")
 def dist():
-    """The archives, from sources in a folder with a longer path and no history."""
+    """The archives: equal sources give equal bytes, also in a longer path and without history."""
     sources = ROOT / "build" / f"elsewhere {PRESET}" / "a longer path"
     shutil.rmtree(sources.parent, ignore_errors=True)
     shutil.copytree(ROOT, sources, ignore=shutil.ignore_patterns("build", "dist", ".git"))
@@ -34,7 +34,6 @@ def dist():
 
 @pytest.mark.both
 def test_archive(dist):
-    """Equal sources give equal bytes."""
     subprocess.run(["sha256sum", "--quiet", "-c", "SHA256SUMS"], cwd=dist, check=True)
     kit = zipfile.ZipFile(next(dist.glob("*-acceptance.zip")))
     package = zipfile.ZipFile(next(dist.glob(f"*-{PRESET}.zip")))

@@ -299,8 +299,7 @@ TEST_F(Transcript, OtherOutputs) {
 }
 
 // As deployment systems run it.
-using Account = Machine;
-TEST_F(Account, OfTheSystem) {
+TEST_F(Machine, RegistersAsTheSystemAccount) {
     const std::string task = folder + "\\task.cmd", log = scratch + "\\run.log",
                       done = log + ".done";
     std::ofstream(task) << "@\"%~dp0bin\\zelkpmreg.exe\" -c MYCOPY -d -i EN -l " << log

@@ -59,9 +59,8 @@ TEST(CommandBuilder, ProgramPart) {
         EXPECT_EQ(buildCommandLine(command.c_str(), markShortened, out, sizeof out), TEXT_OK);
         EXPECT_EQ(out, expected);
     }
-    for (const std::string& longer : {full + "x", "x" + program, program + " "}) {
+    for (const std::string& longer : {full + "x", "x" + program, program + " "})
         EXPECT_EQ(buildCommandLine(longer.c_str(), markShortened, out, sizeof out), TEXT_CUT);
-    }
 }
 
 TEST(SameName, ComparedAsInWindows) {
