@@ -55,8 +55,8 @@ TEST(CommandLine, Arguments) {
         {"-Rx|/Vx|-Px", "rvp"}, {"-h", "?"}, {"/H", "?"}, {"/C|a|-L|b|/I|c", " c=a l=b i=c"},
         {"-u|-r|-c|X", "ur! c=X"}, {"-r|-u|-c|X", "ur c=X"},
         // names
-        {"-c|abc_123", " c=abc_123"}, {"-c", "?"}, {"-c||-s", "?s"}, {"-c|1abc", "?"},
-        {"-c|a-b", "?"}, {"-c|n\xe4me", "?"}, {"-c|A|-c|B", " c=B"}, {"-c|A|-c|b b", "? c=A"},
+        {"-c|abc_123", " c=abc_123"}, {"-c", "?"}, {"-c||-s", "?s"}, {"-c|0abc", "?"},
+        {"-c|9abc", "?"}, {"-c|a-b", "?"}, {"-c|n\xe4me", "?"}, {"-c|A|-c|B", " c=B"}, {"-c|A|-c|b b", "? c=A"},
         {"-c|" + name64, " c=" + name64}, {"-c|" + name64 + "n", "?"},
         // a refused value is looked at again as an option
         {"-c|-u", "u?"}, {"-l|-v", "?v"}, {"-l|a|-s", "s l=a"},
