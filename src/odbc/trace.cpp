@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <cstring>
+#include <type_traits>
 
 #include "services/system_library.h"
 
@@ -36,8 +37,8 @@ Library loadLibrary() {
     const HMODULE module = loadTrustedLibrary("ZELKOSSE.dll");  // kept to the end of the process
     Library library = {};
     bool complete = true;
-    const auto find = [&]<typename Function>(Function*& function, const char* name) {
-        function = findFunction<Function>(module, name);
+    const auto find = [&](auto*& function, const char* name) {
+        function = findFunction<std::remove_reference_t<decltype(*function)>>(module, name);
         complete &= function != nullptr;
     };
     void (*controlBlock)() = nullptr;
