@@ -1,5 +1,3 @@
-#include <windows.h>
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -14,7 +12,6 @@
 #include "run/language.h"
 #include "run/run_settings.h"
 #include "services/message_format.h"
-#include "services/path.h"
 
 namespace {
 
