@@ -15,7 +15,7 @@ BELOW = {
     "services": set(),
 }
 MESSAGE_IDS = "msg/message_ids.h"
-PRODUCT = re.compile(r"\w*(?:zelk|orvane|pellimar|orv)\w*", re.I)
+PRODUCT = re.compile(r"\w*(?:zelk|orvane|pellimar|orvdb)\w*", re.I)
 # The product's own interfaces, whose names a layer that loads them has to know.
 INTERFACE = re.compile(r"ZELKi|ZELKI_")
 
@@ -35,9 +35,9 @@ def circle(edges, node, way):
 
 def main():
     faults, edges = [], {}
-    for file in sorted((ROOT / "src").glob("*/*.[ch]*")):
+    for file in sorted((ROOT / "src").rglob("*/*.[ch]*")):
         name = file.relative_to(ROOT / "src").as_posix()
-        folder = file.parent.name
+        folder = name.split("/")[0]
         for number, line in enumerate(file.read_text(encoding="utf-8").splitlines(), 1):
             where = f"src/{name}:{number}"
             if (found := re.match(r'\s*#\s*include "([^"]+)"', line)) and found[1] != MESSAGE_IDS:

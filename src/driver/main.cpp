@@ -1,5 +1,5 @@
 #include "driver/run_sequence.h"
-#include "services/process_setup.h"
+#include "services/programs/process_setup.h"
 
 int main(int argc, char** argv) {
     prepareProcess();

@@ -2,11 +2,11 @@
 
 #include <cstring>
 
-#include "driver/administrator.h"
 #include "registration/copy_name_registry.h"
 #include "registration/installed_copies_keys.h"
 #include "run/messages.h"
 #include "run/run_settings.h"
+#include "services/administrator.h"
 #include "services/owners.h"
 #include "services/path.h"
 #include "services/text.h"

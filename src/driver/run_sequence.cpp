@@ -15,9 +15,9 @@
 #include "run/run_log.h"
 #include "run/run_settings.h"
 #include "services/path.h"
-#include "services/system_command.h"
+#include "services/programs/system_command.h"
+#include "services/programs/thread.h"
 #include "services/text.h"
-#include "services/thread.h"
 
 namespace {
 

@@ -49,5 +49,5 @@ class Trace {
     const int32_t* result_;
 };
 
-// A hook for services/thread.h: traces a thread that could not be started.
+// A hook for services/programs/thread.h: traces a thread that could not be started.
 void traceThreadFailure(int error);

@@ -5,7 +5,7 @@
 #include "run/messages.h"
 #include "run/run_settings.h"
 #include "services/path.h"
-#include "services/process_runner.h"
+#include "services/programs/process_runner.h"
 #include "services/text.h"
 
 namespace {

@@ -6,9 +6,9 @@
 #include "run/messages.h"
 #include "run/once.h"
 #include "run/run_settings.h"
+#include "services/files/temporary_file.h"
 #include "services/path.h"
-#include "services/process_runner.h"
-#include "services/temporary_file.h"
+#include "services/programs/process_runner.h"
 #include "services/text.h"
 
 namespace {

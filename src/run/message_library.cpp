@@ -4,7 +4,7 @@
 
 #include "run/messages.h"
 #include "run/run_settings.h"
-#include "services/file_system.h"
+#include "services/files/file_system.h"
 #include "services/text.h"
 
 char systemLocale[LANGUAGE_TEXT_BYTES];

@@ -7,9 +7,9 @@
 
 #include "run/messages.h"
 #include "run/run_settings.h"
-#include "services/documents_folder.h"
-#include "services/file_system.h"
-#include "services/log_file.h"
+#include "services/files/documents_folder.h"
+#include "services/files/file_system.h"
+#include "services/files/log_file.h"
 #include "services/text.h"
 
 namespace {

@@ -1,5 +1,5 @@
 // Lines: a command; a size.
-#include "services/command_builder.h"
+#include "services/programs/command_builder.h"
 #include "services/text.h"
 #include "tests/fuzz/fuzz.h"
 

@@ -1,5 +1,5 @@
 // Who counts as an administrator, and a program that does not know its own path.
-#include "driver/administrator.h"
+#include "services/administrator.h"
 
 #include "driver/install_directory.h"
 #include "tests/modules/import_patch.h"

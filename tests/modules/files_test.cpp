@@ -8,11 +8,11 @@
 #include <vector>
 
 #include "run/run_log.h"
-#include "services/file_system.h"
-#include "services/log_file.h"
-#include "services/process_setup.h"
+#include "services/files/file_system.h"
+#include "services/files/log_file.h"
+#include "services/files/temporary_file.h"
+#include "services/programs/process_setup.h"
 #include "services/system_library.h"
-#include "services/temporary_file.h"
 #include "tests/modules/import_patch.h"
 
 namespace {

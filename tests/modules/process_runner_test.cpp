@@ -1,4 +1,4 @@
-#include "services/process_runner.h"
+#include "services/programs/process_runner.h"
 
 #include <gtest/gtest.h>
 
@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <string>
 
-#include "services/capture.h"
+#include "services/programs/capture.h"
 #include "tests/modules/import_patch.h"
 #include "tests/modules/open_handles.h"
 

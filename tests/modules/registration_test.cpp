@@ -8,7 +8,7 @@
 #include "registration/installed_copies_keys.h"
 #include "registration/oledb_provider.h"
 #include "registration/uninstall_entry.h"
-#include "services/process_runner.h"
+#include "services/programs/process_runner.h"
 #include "services/registry.h"
 #include "services/text.h"
 #include "tests/modules/import_patch.h"

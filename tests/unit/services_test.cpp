@@ -7,7 +7,7 @@
 #include <tuple>
 
 #include "registration/copy_name_registry.h"
-#include "services/command_builder.h"
+#include "services/programs/command_builder.h"
 #include "services/same_name.h"
 #include "services/text.h"
 

@@ -3,9 +3,9 @@
 
 #include <windows.h>
 
-#include "services/command_builder.h"
 #include "services/owners.h"
-#include "services/thread.h"
+#include "services/programs/command_builder.h"
+#include "services/programs/thread.h"
 
 class ProcessRunner {
   public:

@@ -1,4 +1,4 @@
-#include "services/file_system.h"
+#include "services/files/file_system.h"
 
 #include <direct.h>
 #include <sys/stat.h>

@@ -1,4 +1,4 @@
-#include "services/process_setup.h"
+#include "services/programs/process_setup.h"
 
 #include <windows.h>
 

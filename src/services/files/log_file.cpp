@@ -1,4 +1,4 @@
-#include "services/log_file.h"
+#include "services/files/log_file.h"
 
 #include <windows.h>
 
@@ -7,9 +7,9 @@
 
 #include <cstring>
 
+#include "services/files/plain_file.h"
 #include "services/owners.h"
 #include "services/path.h"
-#include "services/plain_file.h"
 #include "services/text.h"
 
 namespace {

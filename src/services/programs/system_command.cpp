@@ -1,4 +1,4 @@
-#include "services/system_command.h"
+#include "services/programs/system_command.h"
 
 #include "services/owners.h"
 #include "services/path.h"

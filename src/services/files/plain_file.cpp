@@ -1,4 +1,4 @@
-#include "services/plain_file.h"
+#include "services/files/plain_file.h"
 
 bool isPlainFile(HANDLE file) {
     BY_HANDLE_FILE_INFORMATION information = {};

@@ -1,4 +1,4 @@
-#include "services/documents_folder.h"
+#include "services/files/documents_folder.h"
 
 #include "services/owners.h"
 #include "services/system_library.h"

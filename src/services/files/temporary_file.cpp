@@ -1,10 +1,10 @@
-#include "services/temporary_file.h"
+#include "services/files/temporary_file.h"
 
 #include <cstdlib>
 #include <cstring>
 
-#include "services/command_builder.h"
-#include "services/plain_file.h"
+#include "services/files/plain_file.h"
+#include "services/programs/command_builder.h"
 #include "services/same_name.h"
 #include "services/text.h"
 
@@ -127,13 +127,6 @@ int makeTempFileName(const char* prefix, char* out) {
     // keeps its long form. That is required: the command shows the name as it was made.
     constexpr DWORD TOO_SMALL = 4;
     return GetShortPathNameA(out, out, TOO_SMALL) == 0 ? -1 : 0;
-}
-
-int toShortPath(const char* path, char* out) {
-    const DWORD length = GetShortPathNameA(path, out, PATH_BYTES);
-    if (length > 0 && length < PATH_BYTES) return 0;
-    copyText(out, PATH_BYTES, path);
-    return -1;
 }
 
 bool HeldTemporaryFile::make(const char* prefix) {

@@ -1,11 +1,11 @@
-#include "services/process_runner.h"
+#include "services/programs/process_runner.h"
 
 #include <algorithm>
 #include <atomic>
 
-#include "services/capture.h"
 #include "services/path.h"
-#include "services/temporary_file.h"
+#include "services/programs/capture.h"
+#include "services/short_path.h"
 #include "services/text.h"
 
 namespace {

@@ -1,4 +1,4 @@
-// Temporary files and short forms of paths, for commands that stage a file first.
+// Temporary files, for commands that stage a file first.
 #pragma once
 
 #include <cstddef>
@@ -12,10 +12,6 @@
 // which a command would be cut. Callers must check out as well.
 // Windows documentation: "GetTempPathA", "GetTempFileNameA".
 int makeTempFileName(const char* prefix, char* out);
-
-// Writes the short form of path to out, which holds 261 bytes, and returns 0; a path that has none
-// is copied unchanged (at most 260 characters), and the result is -1.
-int toShortPath(const char* path, char* out);
 
 // A temporary file that stays empty and in its place while the object lives. The folder belongs to
 // the user, whose other programs may run without elevation. Otherwise they could fill the file, or

@@ -1,4 +1,4 @@
-#include "driver/administrator.h"
+#include "services/administrator.h"
 
 #include <windows.h>
 

@@ -1,4 +1,4 @@
-#include "services/capture.h"
+#include "services/programs/capture.h"
 
 #include <cstdlib>
 #include <cstring>

@@ -1,4 +1,4 @@
-#include "services/thread.h"
+#include "services/programs/thread.h"
 
 #include <process.h>
 

@@ -1,4 +1,4 @@
-#include "services/command_builder.h"
+#include "services/programs/command_builder.h"
 
 #include <cstring>
 
