@@ -13,7 +13,7 @@ function(zelk_message_library locale)
         COMMAND ${CMAKE_C_COMPILER} -shared -nostdlib -s -Wl,--entry=0 -Wl,--no-insert-timestamp
                 -Wl,--dynamicbase -Wl,--nxcompat -Wl,--disable-auto-image-base ${object}
                 -o ${library}
-        DEPENDS ${source} ${CMAKE_SOURCE_DIR}/msg/message_ids.h
+        DEPENDS ${source} ${CMAKE_SOURCE_DIR}/msg/message_ids.h ${CMAKE_SOURCE_DIR}/src/run/version.h
         WORKING_DIRECTORY ${CMAKE_SOURCE_DIR}/msg/${locale}
         COMMENT "Building message library ${locale}"
         VERBATIM)

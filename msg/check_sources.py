@@ -33,6 +33,12 @@ def languages(msg):
     return {{"en_us": "en_US"}.get(locale, locale): int(number) for number, locale in rows}
 
 
+def version(msg):
+    """The version, which a text names as ZELK_VERSION."""
+    header = (msg.parent / "src/run/version.h").read_text()
+    return re.search(r'ZELK_VERSION ("[^"]+")', header)[1]
+
+
 def unquote(literals):
     text = "".join(re.findall(r'"((?:[^"\\]|\\.|"")*)"', literals)).replace('""', '"')
     return re.sub(r"\\(.)", lambda m: {"n": "\n", "t": "\t"}.get(m[1], m[1]), text)
@@ -40,7 +46,8 @@ def unquote(literals):
 
 def texts(rc):
     """[(name, text), ...] in the order of the file."""
-    return [(m[1], unquote(m[2])) for m in ENTRY.finditer(rc.read_text(encoding="utf-8"))]
+    source = rc.read_text(encoding="utf-8").replace("ZELK_VERSION", version(rc.parents[1]))
+    return [(m[1], unquote(m[2])) for m in ENTRY.finditer(source)]
 
 
 def columns(line):

@@ -10,6 +10,7 @@
 #include "registration/dotnet_configuration.h"
 #include "registration/oledb_provider.h"
 #include "registration/uninstall_entry.h"
+#include "registration/uninstall_keys.h"
 #include "run/message_library.h"
 #include "run/messages.h"
 #include "run/run_log.h"
@@ -57,7 +58,7 @@ void runSteps(int unregister, bool onlyCopy) {
     OdbcRegistrationStep(unregister, installDir, makeDefaultCopy);
 
     announce(MSG_REGISTERING_UNINSTALL_ENTRY, MSG_UNREGISTERING_UNINSTALL_ENTRY);
-    formatText(displayName, sizeof displayName, "Orvane Pellimar Package - Remote - %s", copyName);
+    formatText(displayName, sizeof displayName, DISPLAY_NAME_FORMAT, copyName);
     writeUninstallEntry(unregister, installDir, copyName);
 
     announce(MSG_REGISTERING_OLEDB, MSG_UNREGISTERING_OLEDB);

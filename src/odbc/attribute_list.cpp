@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "run/package_names.h"
 #include "services/path.h"
 #include "services/text.h"
 
@@ -9,11 +10,11 @@ void formatDescription(const char* installDirectory, char (&out)[DESCRIPTION_BYT
     char folder[PATH_BYTES] = "";
     copyText(folder, sizeof folder, installDirectory);
     replaceBackslashes(folder);
-    formatText(out, sizeof out, "%s - %s", "ORVANE PELLIMAR for ODBC", folder);
+    formatText(out, sizeof out, "%s - %s", DRIVER_NAME_PREFIX, folder);
 }
 
 size_t formatAttributes(const char* description, char (&out)[ATTRIBUTES_BYTES]) {
-    const int length = snprintf(out, sizeof out, "%s%c%s%c%s%c%c", description, 0,
-                                "Driver=zelkcli.dll", 0, "Setup=zelkodbc.dll", 0, 0);
+    const int length = snprintf(out, sizeof out, "%s%cDriver=%s%cSetup=%s%c%c", description, 0,
+                                DRIVER_FILE, 0, DRIVER_SETUP_FILE, 0, 0);
     return static_cast<size_t>(length);
 }

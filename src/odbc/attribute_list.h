@@ -3,6 +3,9 @@
 
 #include <cstddef>
 
+// The beginning of every driver's description.
+constexpr char DRIVER_NAME_PREFIX[] = "ORVANE PELLIMAR for ODBC";
+
 constexpr size_t DESCRIPTION_BYTES = 294;
 constexpr size_t ATTRIBUTES_BYTES = 344;
 

@@ -125,8 +125,9 @@ void writePooling(const Trace& trace) {
     if (traced(trace, RegCreateKeyA(HKEY_LOCAL_MACHINE, POOLING_KEY, key.put())) != ERROR_SUCCESS) {
         trace.text(PROBE_KEY, POOLING_KEY);
     }
-    writeValue(key.get(), "PerfMon", REG_SZ, PERFORMANCE_MONITOR, sizeof PERFORMANCE_MONITOR);
-    writeValue(key.get(), "RetryWait", REG_SZ, RETRY_WAIT, sizeof RETRY_WAIT);
+    writeValue(key.get(), PERFORMANCE_MONITOR_VALUE, REG_SZ, PERFORMANCE_MONITOR,
+               sizeof PERFORMANCE_MONITOR);
+    writeValue(key.get(), RETRY_WAIT_VALUE, REG_SZ, RETRY_WAIT, sizeof RETRY_WAIT);
 }
 
 void writeXaLibrary(const OdbcDriverSetup& setup, const Trace& trace) {

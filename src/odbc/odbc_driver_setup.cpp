@@ -3,6 +3,7 @@
 #include "odbc/odbc_installer_types.h"
 #include "odbc/odbc_keys.h"
 #include "odbc/trace.h"
+#include "run/package_names.h"
 #include "services/owners.h"
 #include "services/text.h"
 
@@ -55,7 +56,8 @@ void PrepareDriver(OdbcDriverSetup* setup, const char* installDirectory, const c
     copyText(setup->installDir, installDirectory);
     cutTrailingBackslash(setup->installDir);
     copyText(setup->binDir, setup->installDir);
-    appendText(setup->binDir, "\\BIN");
+    appendText(setup->binDir, "\\");
+    appendText(setup->binDir, ODBC_BIN_FOLDER);
     trace.text(PROBE_BIN_FOLDER, setup->binDir);
     formatDescription(installDirectory, setup->description);
     formatAttributes(setup->description, setup->attributes);
@@ -66,5 +68,5 @@ bool buildDriverKeyPath(const char* driverName, char (&path)[PATH_BYTES]) {
 }
 
 bool buildXaLibraryPath(const OdbcDriverSetup& setup, char (&path)[PATH_BYTES]) {
-    return formatText(path, sizeof path, "%s\\ZELKAPP.DLL", setup.binDir) == TEXT_OK;
+    return formatText(path, sizeof path, "%s\\%s", setup.binDir, XA_FILE) == TEXT_OK;
 }

@@ -14,6 +14,10 @@ constexpr char DATA_SOURCES_KEY[] = "SOFTWARE\\ODBC\\ODBC.INI\\ODBC Data Sources
 constexpr char XA_LIBRARIES_KEY[] = "SOFTWARE\\Microsoft\\MSDTC\\XADLL";
 constexpr char SAVED_TIMEOUT_KEY[] = "SOFTWARE\\Orvane\\Zelk\\TEMP\\CP_TIMEOUT";
 
+// Values of POOLING_KEY.
+constexpr char PERFORMANCE_MONITOR_VALUE[] = "PerfMon";
+constexpr char RETRY_WAIT_VALUE[] = "RetryWait";
+
 // Values of a driver's key.
 constexpr char TIMEOUT_VALUE[] = "CPTimeout";
 constexpr char USAGE_COUNT_VALUE[] = "UsageCount";

@@ -5,26 +5,15 @@
 #include "registration/copy_name_registry.h"
 #include "registration/installed_copies_keys.h"
 #include "run/messages.h"
+#include "run/package_names.h"
 #include "services/guid.h"
 #include "services/owners.h"
 #include "services/text.h"
 
 namespace {
 
-constexpr char CLIENT_ONLY_VALUE[] = "ClientInterfaceOnlyCopy";
 constexpr char VERSION_SUBKEY[] = "\\CurrentVersion";
 constexpr char PACKAGE_VERSION_SUBKEY[] = "\\Orvane Pellimar Package\\CurrentVersion";
-constexpr char OLEDB_SUBKEY[] = "\\InstallData\\OLEDB";
-
-// The names of the OLE DB provider's components.
-constexpr const char* OLEDB_VALUES[] = {
-    "ORVANEDAZELK",
-    "ORVANEDAZELK Advanced Page",
-    "ORVANEDAZELK Connection Page",
-    "ORVANEDAZELK Enumerator",
-    "ORVANEDAZELK Error Lookup",
-};
-
 struct TextValue {
     const char* name;
     const char* data;
@@ -39,7 +28,7 @@ constexpr TextValue VERSION_VALUES[] = {
     {"Release", "1", 2},
     {"Modification", "2\0\0\0Fix Le", 10},
     {"Fix Level", "238\0Descri", 10},
-    {"Description", "Orvane Pellimar Package", sizeof "Orvane Pellimar Package"},
+    {"Description", PACKAGE_NAME, sizeof PACKAGE_NAME},
 };
 constexpr DWORD YES_BYTES = 3;
 

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include "run/messages.h"
+#include "run/package_names.h"
 #include "run/run_settings.h"
 #include "services/path.h"
 #include "services/programs/process_runner.h"
@@ -12,8 +13,8 @@ namespace {
 
 int runSwitchTool() {
     char command[PATH_BYTES];
-    if (formatText(command, sizeof command, "\"%sbin\\zelkswtch.exe\" -client -d %s", installDir,
-                   copyName) != TEXT_OK) {
+    if (formatText(command, sizeof command, "\"%sbin\\%s\" -client -d %s", installDir,
+                   SWITCH_TOOL_FILE, copyName) != TEXT_OK) {
         return ERROR_FILENAME_EXCED_RANGE;  // a cut command names another copy
     }
     ProcessRunner runner(command, false, false, false);

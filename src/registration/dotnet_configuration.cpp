@@ -5,7 +5,9 @@
 #include "registration/copy_name_registry.h"
 #include "run/messages.h"
 #include "run/once.h"
+#include "run/package_names.h"
 #include "run/run_settings.h"
+#include "run/version.h"
 #include "services/files/temporary_file.h"
 #include "services/path.h"
 #include "services/programs/process_runner.h"
@@ -24,7 +26,8 @@ bool copyTool(const char* installDirectory, const char* temporaryName) {
     char copy[PATH_BYTES];
     char tool[PATH_BYTES];
     return formatText(copy, sizeof copy, "%s.exe", temporaryName) == TEXT_OK &&
-           formatText(tool, sizeof tool, "%s\\bin\\zelknmpcfg.exe", installDirectory) == TEXT_OK &&
+           formatText(tool, sizeof tool, "%s\\bin\\%s", installDirectory, DOTNET_TOOL_FILE) ==
+               TEXT_OK &&
            copyWithoutLinks(tool, copy);
 }
 
@@ -33,8 +36,8 @@ bool copyTool(const char* installDirectory, const char* temporaryName) {
 int runTool(int mode, const char* installDirectory, const char* temporaryName) {
     char command[COMMAND_BYTES] = "";
     formatText(command, sizeof command,
-               "\"%s\" %s -level 10.1.2 -zelkpath \"%s\" -logfile zelknmpcfg.log", temporaryName,
-               mode == 0 ? "-register" : "-unregister", installDirectory);
+               "\"%s\" %s -level " ZELK_VERSION " -zelkpath \"%s\" -logfile zelknmpcfg.log",
+               temporaryName, mode == 0 ? "-register" : "-unregister", installDirectory);
     sayVerbose(MSG_DOTNET_COMMAND, command);
     ProcessRunner runner(command, false, false, false);
     const int result = runner.run(true, false) != 0 ? DOTNET_TOOL_NOT_RUN : 0;

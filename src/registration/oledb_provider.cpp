@@ -4,6 +4,7 @@
 
 #include "run/messages.h"
 #include "run/once.h"
+#include "run/package_names.h"
 #include "run/run_settings.h"
 #include "services/path.h"
 #include "services/programs/process_runner.h"
@@ -19,11 +20,11 @@ int runRegsvr32(int mode, const char* installDirectory) {
     char command[PATH_BYTES] = "";
     int32_t formatted = TEXT_OK;
     if (mode == 0) {
-        formatted = formatText(command, sizeof command, "regsvr32 /s \"%sbin\\orvanedazelk.dll\"",
-                               installDirectory);
+        formatted = formatText(command, sizeof command, "regsvr32 /s \"%sbin\\%s\"",
+                               installDirectory, PROVIDER_FILE);
     } else if (mode == 1) {
-        formatted = formatText(command, sizeof command,
-                               "regsvr32 /s /u \"%sbin\\orvanedazelk.dll\"", installDirectory);
+        formatted = formatText(command, sizeof command, "regsvr32 /s /u \"%sbin\\%s\"",
+                               installDirectory, PROVIDER_FILE);
     }
     sayVerbose(MSG_OLEDB_COMMAND, command);
     if (formatted != TEXT_OK)

@@ -2,17 +2,15 @@
 
 #include <windows.h>
 
+#include "registration/uninstall_keys.h"
 #include "run/messages.h"
+#include "run/package_names.h"
 #include "run/run_settings.h"
 #include "services/owners.h"
 #include "services/registry.h"
 #include "services/text.h"
 
 namespace {
-
-constexpr char UNINSTALL_KEY[] = "Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\";
-constexpr char DISPLAY_NAME_VALUE[] = "DisplayName";
-constexpr char UNINSTALL_STRING_VALUE[] = "UninstallString";
 
 // True when the entry is there afterwards.
 bool addEntry(const char* keyPath, const char* uninstallString) {
@@ -38,11 +36,9 @@ bool removeEntry(const char* keyPath) {
 void writeUninstallEntry(int mode, const char* installDirectory, const char* name) {
     char keyPath[REGISTRY_TEXT_BYTES];
     formatText(keyPath, sizeof keyPath, "%s%s", UNINSTALL_KEY, name);
-    // The path of the tool is not quoted, also where it holds blanks. This is required; Windows
-    // finds the program by trying the path up to each blank.
     char uninstallString[REGISTRY_TEXT_BYTES];
-    formatText(uninstallString, sizeof uninstallString, "%sbin\\zelkpmreg.exe -u -p -c %s",
-               installDirectory, name);
+    formatText(uninstallString, sizeof uninstallString, UNINSTALL_STRING_FORMAT, installDirectory,
+               PROGRAM_FILE, name);
     sayVerbose(MSG_UNINSTALL_KEY, keyPath);
 
     if (mode == 0) {
