@@ -8,8 +8,8 @@ set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 dist="$root/dist"
-version=$(sed -n 's/^project(zelkpmreg VERSION \([0-9.]*\).*/\1/p' "$root/CMakeLists.txt")
-[ -n "$version" ] || die "CMakeLists.txt names no version"
+version=$(sed -n 's/^#define ZELK_VERSION "\([0-9.]*\)"/\1/p' "$root/src/run/version.h")
+[ -n "$version" ] || die "src/run/version.h names no version"
 # The time of the last commit; a constant where the sources came without their history.
 when=${SOURCE_DATE_EPOCH:-$(git -C "$root" log -1 --format=%ct 2>/dev/null || echo 1767225600)}
 presets=(x64 x86)

@@ -58,6 +58,12 @@ def read(file):
     return image
 
 
+def info_strings(image):
+    """The texts that Explorer and inventories show of a program's version."""
+    return {name: text for information in image.FileInfo[0] if information.Key == b"StringFileInfo"
+            for table in information.StringTable for name, text in table.entries.items()}
+
+
 @pytest.mark.both
 def test_program():
     image = read("bin/zelkpmreg.exe")
@@ -69,7 +75,9 @@ def test_program():
     assert b'<requestedExecutionLevel level="requireAdministrator"' in image.__data__[:]
     info = image.VS_FIXEDFILEINFO[0]
     number = f"{info.FileVersionMS >> 16}.{info.FileVersionMS & 0xFFFF}.{info.FileVersionLS >> 16}"
-    assert f"VERSION {number} " in (ROOT / "CMakeLists.txt").read_text()
+    assert f'ZELK_VERSION "{number}"' in (ROOT / "src/run/version.h").read_text()
+    strings = info_strings(image)
+    assert strings[b"FileVersion"] == strings[b"ProductVersion"] == number.encode()
 
 
 @pytest.mark.both
