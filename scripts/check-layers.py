@@ -8,6 +8,7 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parents[1]
 # A folder may include itself and these.
 BELOW = {
+    "admin": {"driver", "registration", "odbc", "run", "services"},
     "driver": {"registration", "odbc", "run", "services"},
     "registration": {"run", "services"},
     "odbc": {"run", "services"},

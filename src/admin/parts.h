@@ -1,0 +1,48 @@
+// What a registration leaves, part by part: one table, which verify, list, register, upgrade and
+// unregister walk. It is written with the constants that the steps write with.
+#pragma once
+
+#include <span>
+
+#include "admin/registered_copy.h"
+
+enum class PartState { OK, MISSING, WRONG, INFO };
+
+// "ok", "MISSING", "WRONG", "info", as they are printed; JSON has them in small letters.
+const char* partStateText(PartState state);
+
+constexpr size_t PART_TEXT_BYTES = 2 * PATH_BYTES + 256;
+
+// What was found of one part.
+struct PartResult {
+    PartState state = PartState::OK;
+    char text[PART_TEXT_BYTES] = "";       // for a person: one line, its path last and never cut
+    char found[REGISTRY_TEXT_BYTES] = "";  // for programs; empty when it does not apply
+    char expected[REGISTRY_TEXT_BYTES] = "";
+    char where[REGISTRY_TEXT_BYTES] = "";   // a file or a key
+    char providedBy[COPY_NAME_BYTES] = "";  // another registered copy that has this part
+};
+
+// The copy whose parts are looked at.
+struct PartContext {
+    const RegisteredCopy* copy;
+    const CopyList* copies;    // of all views
+    bool wantDefault = false;  // the copy must be the default client interface copy
+    int regsvr32Code = -1;     // of a call for this copy's provider in this run; -1: there was none
+};
+
+struct Part {
+    const char* name;     // "DriverLibrary", as it is printed
+    const char* checked;  // what "ok" means, in a few words
+    void (*check)(const PartContext& context, PartResult& result);
+    // True when something of the part is still there; text names it. Null for a part that
+    // unregistering leaves, or that another part answers for.
+    bool (*isLeft)(const PartContext& context, char* text, size_t size);
+};
+
+extern const std::span<const Part> PARTS;
+
+// Whose the entry of a name in the list of installed programs is. DisplayName and UninstallString
+// decide; an entry that was written by half is never another product's.
+enum class EntryOwner { NONE, THIS_COPY, OTHER_FOLDER, OTHER_PRODUCT };
+EntryOwner findEntryOwner(const RegisteredCopy& copy);

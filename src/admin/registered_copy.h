@@ -1,0 +1,40 @@
+// The copies that are registered on this machine.
+#pragma once
+
+#include "admin/view.h"
+#include "services/list.h"
+#include "services/path.h"
+
+constexpr size_t COPY_NAME_BYTES = 256;  // the longest name of a key, with its zero
+
+struct RegisteredCopy {
+    const View* view;
+    char name[COPY_NAME_BYTES];  // as it is in the registry
+    char dir[PATH_BYTES];        // "Zelk Path Name" as it is there; empty when there is none
+    bool isDefault;              // the default client interface copy of its view
+};
+
+using CopyList = List<RegisteredCopy>;
+
+// Adds the copies of a view to the list, in the order of the registry.
+void listCopies(const View& view, CopyList& copies);
+
+// True when both paths lead to the same folder, however they are written. The folders are asked
+// for; when one of them cannot be opened the texts decide, without regard to case.
+bool isSameFolder(const char* left, const char* right);
+
+// The copy that a command is for.
+enum class CopyFound {
+    REGISTERED,      // this folder has a record of that name
+    NOT_REGISTERED,  // neither the name nor the folder has a record
+    OTHER_FOLDER,    // the name has a record, which names another folder
+    OTHER_NAME,      // this folder has a record, but of another name
+};
+
+// Finds the copy of this program's folder, in its own view. name: what the command names, or empty
+// for the name that the folder is registered as. copy gets the name and the path in the spelling of
+// the registry, which the registration program compares as text; where there is no record, the
+// folder as Windows names it and the given name. other gets the record that is in the way for
+// OTHER_FOLDER and OTHER_NAME.
+CopyFound findThisCopy(const CopyList& copies, const char* folder, const char* name,
+                       RegisteredCopy& copy, RegisteredCopy& other);
