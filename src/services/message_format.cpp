@@ -1,23 +1,9 @@
 #include "services/message_format.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 
-#include "services/text.h"
-
 namespace {
-
-constexpr int WIDEST = 1000;
-
-// One conversion of a format text, "%-5.3ld" say.
-struct Conversion {
-    char flags[8] = "";
-    int width = 0;       // 0: none
-    int precision = -1;  // negative: none
-    char letter = '\0';
-    const char* end = nullptr;  // what follows in the format
-};
 
 // Writes what fits, and counts everything.
 class Output {
@@ -44,69 +30,32 @@ class Output {
     size_t length_ = 0;
 };
 
-int readNumber(const char*& position) {
-    int number = 0;
-    for (; *position >= '0' && *position <= '9'; ++position) {
-        number = std::min(number * 10 + (*position - '0'), WIDEST);
-    }
-    return number;
+// The letter of the conversion that begins at the per cent sign start, "%-5ld" for example.
+const char* findLetter(const char* start) {
+    const char* position = start + 1 + strspn(start + 1, "-+ #0123456789.");
+    if (strncmp(position, "I64", 3) == 0 || strncmp(position, "I32", 3) == 0) return position + 3;
+    return position + strspn(position, "hlLjztwqI");
 }
 
-Conversion readConversion(const char* position) {
-    Conversion conversion;
-    ++position;  // the per cent sign
-    for (size_t flags = 0; *position != '\0' && strchr("-+ #0", *position); ++position) {
-        if (strchr(conversion.flags, *position)) continue;
-        conversion.flags[flags++] = *position;
-        conversion.flags[flags] = '\0';
-    }
-    conversion.width = readNumber(position);  // zeros before it are flags
-    if (*position == '.') {
-        ++position;
-        conversion.precision = readNumber(position);
-    }
-    if (strncmp(position, "I64", 3) == 0 || strncmp(position, "I32", 3) == 0) position += 3;
-    position += strspn(position, "hlLjztwqI");
-    conversion.letter = *position;
-    conversion.end = *position == '\0' ? position : position + 1;
-    return conversion;
+void putText(Output& output, const char* text) {
+    output.put(text, strlen(text));
 }
 
-// Formats a zero as printf would with the letter of the conversion.
-void putZero(Output& output, const Conversion& conversion) {
-    char format[16];
-    formatText(format, sizeof format, "%%%s*.*%c", conversion.flags, conversion.letter);
-    char number[WIDEST + 8];  // with a sign
-    snprintf(number, sizeof number, format, conversion.width, conversion.precision, 0);
-    output.put(number, strlen(number));
-}
-
-void putText(Output& output, const Conversion& conversion, const char* text) {
-    // Without a width the text may be longer than the buffer of putZero.
-    size_t length = strlen(text);
-    if (conversion.precision >= 0)
-        length = std::min(length, static_cast<size_t>(conversion.precision));
-    const auto width = static_cast<size_t>(conversion.width);
-    const size_t padding = width - std::min(width, length);
-    const bool left = strchr(conversion.flags, '-') != nullptr;
-    if (left) output.put(text, length);
-    for (size_t i = 0; i < padding; ++i) output.put(" ", 1);
-    if (!left) output.put(text, length);
-}
-
-void putConversion(Output& output, const char* start, const Conversion& conversion,
-                   MessageArguments& arguments) {
+// Returns what follows the conversion in the format.
+const char* putConversion(Output& output, const char* start, MessageArguments& arguments) {
+    const char* letter = findLetter(start);
+    const char* end = *letter == '\0' ? letter : letter + 1;
     const char* argument = nullptr;
-    if (strchr("sdiuoxXcn", conversion.letter) && !arguments.empty()) {
+    if (*letter != '\0' && strchr("sdiuoxXcn", *letter) && !arguments.empty()) {
         argument = arguments.front();
         arguments = arguments.subspan(1);
     }
-    switch (conversion.letter) {
+    switch (*letter) {
         case '%':
-            output.put("%", 1);
+            putText(output, "%");
             break;
         case 's':
-            putText(output, conversion, argument ? argument : "(null)");
+            putText(output, argument ? argument : "(null)");
             break;
         case 'd':
         case 'i':
@@ -114,14 +63,15 @@ void putConversion(Output& output, const char* start, const Conversion& conversi
         case 'o':
         case 'x':
         case 'X':
-            putZero(output, conversion);
+            putText(output, "0");
             break;
         case 'c':  // a zero character, which cannot be seen
         case 'n':
             break;
         default:
-            output.put(start, static_cast<size_t>(conversion.end - start));
+            output.put(start, static_cast<size_t>(end - start));
     }
+    return end;
 }
 
 }  // namespace
@@ -133,10 +83,7 @@ size_t formatMessage(char* out, size_t size, const char* format, MessageArgument
         const size_t plain = strcspn(position, "%");
         output.put(position, plain);
         position += plain;
-        if (*position == '\0') break;
-        const Conversion conversion = readConversion(position);
-        putConversion(output, position, conversion, arguments);
-        position = conversion.end;
+        if (*position != '\0') position = putConversion(output, position, arguments);
     }
     return output.finish(position != format && position[-1] == '\n');
 }
