@@ -2,13 +2,13 @@
 
 #include <cstring>
 
-#include "registration/copy_name_registry.h"
 #include "registration/installed_copies_keys.h"
 #include "run/messages.h"
 #include "run/run_settings.h"
 #include "services/administrator.h"
 #include "services/owners.h"
 #include "services/path.h"
+#include "services/registry.h"
 #include "services/text.h"
 
 namespace {

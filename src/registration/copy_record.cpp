@@ -2,12 +2,12 @@
 
 #include <windows.h>
 
-#include "registration/copy_name_registry.h"
 #include "registration/installed_copies_keys.h"
 #include "run/messages.h"
 #include "run/package_names.h"
 #include "services/guid.h"
 #include "services/owners.h"
+#include "services/registry.h"
 #include "services/text.h"
 
 namespace {

@@ -2,7 +2,6 @@
 
 #include <windows.h>
 
-#include "registration/copy_name_registry.h"
 #include "run/messages.h"
 #include "run/once.h"
 #include "run/package_names.h"
@@ -11,6 +10,7 @@
 #include "services/files/temporary_file.h"
 #include "services/path.h"
 #include "services/programs/process_runner.h"
+#include "services/registry.h"
 #include "services/text.h"
 
 namespace {

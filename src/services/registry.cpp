@@ -21,8 +21,7 @@ struct Deletion {
 
 // What is the same at every level of a tree.
 struct TreeOptions {
-    PathRule rule;
-    const void* context;
+    const char* copyName;  // null: paths are used as they are
     const char* except;
 };
 
@@ -71,10 +70,9 @@ LSTATUS deleteOpenKey(HKEY key) {
 
 Deletion deleteTree(HKEY root, const char* path, const TreeOptions& options) {
     char full[512];  // small, because each level of the tree has one on the stack
-    const int32_t result = options.rule && path
-                               ? options.rule(path, options.context, full, sizeof full)
-                               : copyText(full, path);
-    if (result != TEXT_OK) return {ZELKI_REGISTRY_ERROR, false};
+    if (substituteCopyName(path, options.copyName, full, sizeof full) != TEXT_OK) {
+        return {ZELKI_REGISTRY_ERROR, false};
+    }
     if (*full == '\0') return {ERROR_BADKEY, false};
     OwnedKey tree;
     const LSTATUS opened =
@@ -176,12 +174,55 @@ uint32_t ZELKiRegistry::FindValue(const char* name, bool* found, unsigned* index
 }
 
 uint32_t ZELKiRegistry::DeleteKeyTree(HKEY root, const char* path, unsigned, const char* except) {
-    return deleteKeyTree(root, path, nullptr, nullptr, except);
+    return deleteTree(root, path, {nullptr, except}).code;
 }
 
-uint32_t deleteKeyTree(HKEY root, const char* path, PathRule rule, const void* context,
-                       const char* except) {
-    return deleteTree(root, path, {rule, context, except}).code;
+ZELKiCopyNameRegistry::ZELKiCopyNameRegistry(HKEY root, const char* path, bool create,
+                                             const char* copyName, REGSAM access,
+                                             uint32_t options) {
+    if (create) {
+        Create(root, path, copyName, access | REGISTRY_WRITE, options);
+    } else {
+        Open(root, path, copyName, access);
+    }
+}
+
+uint32_t ZELKiCopyNameRegistry::Open(HKEY root, const char* path, const char* copyName,
+                                     REGSAM access) {
+    char full[REGISTRY_TEXT_BYTES];
+    // A path that was cut here is still too long for the base operation, which refuses it.
+    substituteCopyName(path, copyName, full, sizeof full);
+    return Open(root, full, access);
+}
+
+uint32_t ZELKiCopyNameRegistry::Create(HKEY root, const char* path, const char* copyName,
+                                       REGSAM access, uint32_t options) {
+    char full[REGISTRY_TEXT_BYTES];
+    substituteCopyName(path, copyName, full, sizeof full);
+    return Create(root, full, access, options);
+}
+
+bool ZELKiCopyNameRegistry::TryOpen(HKEY root, const char* path, const char* copyName,
+                                    REGSAM access) {
+    Open(root, path, copyName, access);
+    return IsOpen();
+}
+
+uint32_t ZELKiCopyNameRegistry::DeleteKeyTree(HKEY root, const char* path, unsigned,
+                                              const char* copyName, const char* except) {
+    return deleteTree(root, path, {copyName, except}).code;
+}
+
+int32_t substituteCopyName(const char* path, const char* copyName, char* out, size_t size) {
+    static constexpr const char* TOKENS[] = {"$CurrentInstallationName$",
+                                             "$DefaultInstallationName$"};
+    for (const char* token : TOKENS) {
+        const char* place = path && copyName ? strstr(path, token) : nullptr;
+        if (!place) continue;
+        return formatText(out, size, "%.*s%s%s", static_cast<int>(place - path), path, copyName,
+                          place + strlen(token));
+    }
+    return copyText(out, size, path);
 }
 
 bool readRegistryText(const ZELKiRegistry& registry, const char* name, char* out, size_t size) {

@@ -76,14 +76,32 @@ class ZELKiRegistry {
     bool searchValues(const char* name, unsigned from, unsigned to, unsigned* index) const;
 };
 
-// Gives the path that is used for a path as it was written. Returns a result of services/text.h.
-using PathRule = int32_t (*)(const char* path, const void* context, char* out, size_t size);
+// ZELKiRegistry with paths that may hold "$CurrentInstallationName$" or, where that is missing,
+// "$DefaultInstallationName$": the first of them is replaced by copyName. Without a copy name
+// (null) the path is used as it is.
+class ZELKiCopyNameRegistry : public ZELKiRegistry {
+  public:
+    ZELKiCopyNameRegistry() = default;
+    // Creates (with access and REGISTRY_WRITE) or opens the key. IsOpen says whether it worked.
+    ZELKiCopyNameRegistry(HKEY root, const char* path, bool create, const char* copyName,
+                          REGSAM access, uint32_t options);
+    ~ZELKiCopyNameRegistry() override = default;
 
-// DeleteKeyTree with a rule that is applied to the path and to the name of each subkey; without a
-// rule (null) they are used as they are. Also returns ERROR_BADKEY for a path that the rule made
-// empty, and ZELKI_REGISTRY_ERROR for one that does not fit.
-uint32_t deleteKeyTree(HKEY root, const char* path, PathRule rule, const void* context,
-                       const char* except);
+    using ZELKiRegistry::Create;
+    using ZELKiRegistry::DeleteKeyTree;
+    using ZELKiRegistry::Open;
+    using ZELKiRegistry::TryOpen;
+    uint32_t Open(HKEY root, const char* path, const char* copyName, REGSAM access);
+    uint32_t Create(HKEY root, const char* path, const char* copyName, REGSAM access,
+                    uint32_t options);
+    bool TryOpen(HKEY root, const char* path, const char* copyName, REGSAM access);
+    // The names of subkeys are replaced in the same way.
+    uint32_t DeleteKeyTree(HKEY root, const char* path, unsigned reserved, const char* copyName,
+                           const char* except);
+};
+
+// Puts copyName in place of the name token of path. Returns a result of services/text.h.
+int32_t substituteCopyName(const char* path, const char* copyName, char* out, size_t size);
 
 // Reads a value of any type as text, up to its first zero or its end. A value that cannot be read,
 // or that is longer than size bytes, is empty, and the result false.

@@ -1,6 +1,5 @@
 #include "services/registry.h"
 
-#include "registration/copy_name_registry.h"
 #include "tests/modules/import_patch.h"
 #include "tests/modules/registry_sandbox.h"
 

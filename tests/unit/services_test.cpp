@@ -6,8 +6,8 @@
 #include <string>
 #include <tuple>
 
-#include "registration/copy_name_registry.h"
 #include "services/programs/command_builder.h"
+#include "services/registry.h"
 #include "services/same_name.h"
 #include "services/text.h"
 
