@@ -53,13 +53,11 @@ void traceSystemError(const Trace& trace, LSTATUS status) {
 
 // Returns 0 or ODBC_SETUP_FAILED.
 int32_t writeValue(HKEY key, const char* name, DWORD type, const void* data, DWORD size) {
-    int32_t result = 0;
-    const Trace trace(TRACE_WRITE_VALUE, &result);
+    Trace trace(TRACE_WRITE_VALUE);
     const LSTATUS status = writeRegistryValue(key, name, type, data, size);
-    if (status == ERROR_SUCCESS) return result;
+    if (status == ERROR_SUCCESS) return trace.result(0);
     traceSystemError(trace, status);
-    result = ODBC_SETUP_FAILED;
-    return result;
+    return trace.result(ODBC_SETUP_FAILED);
 }
 
 // Creates or opens the key and writes one value. Returns 0 or ODBC_SETUP_FAILED.
@@ -143,9 +141,8 @@ void writeXaLibrary(const OdbcDriverSetup& setup, const Trace& trace) {
 
 int32_t InstallDriver(const OdbcDriverSetup* setup) {
     constexpr char DEFAULT_TIMEOUT[] = "60";  // seconds
-    int32_t result = ODBC_SETUP_FAILED;
-    const Trace trace(TRACE_INSTALL_DRIVER, &result);
-    if (!setup) return result;
+    Trace trace(TRACE_INSTALL_DRIVER);
+    if (!setup) return trace.result(ODBC_SETUP_FAILED);
     char driverKey[PATH_BYTES];
     const bool keyFits = buildDriverKeyPath(setup->description, driverKey);
     if (keyFits) saveTimeout(driverKey, trace);
@@ -155,21 +152,21 @@ int32_t InstallDriver(const OdbcDriverSetup* setup) {
         OdbcDriverSetup::findInstallerFunction<SqlInstallDriverExFunction>(INSTALL);
     if (!install) {
         trace.text(PROBE_NO_FUNCTION, INSTALL);
-        return result;
+        return trace.result(ODBC_SETUP_FAILED);
     }
-    result = callInstaller(*setup, keyFits, install, trace);
+    const int32_t result = callInstaller(*setup, keyFits, install, trace);
     if (result == 0 && RestoreConnectionTimeout(setup) != 0) {
         writeValueAt(driverKey, TIMEOUT_VALUE, REG_SZ, DEFAULT_TIMEOUT, sizeof DEFAULT_TIMEOUT,
                      trace);
     }
     writePooling(trace);
     writeXaLibrary(*setup, trace);
-    return result;
+    return trace.result(result);
 }
 
 int32_t RestoreConnectionTimeout(const OdbcDriverSetup* setup) {
+    Trace trace(TRACE_RESTORE_TIMEOUT);
     int32_t result = ODBC_SETUP_FAILED;
-    const Trace trace(TRACE_RESTORE_TIMEOUT, &result);
     char driverKey[PATH_BYTES];
     RawValue timeout;
     if (buildDriverKeyPath(setup->description, driverKey) &&
@@ -178,5 +175,5 @@ int32_t RestoreConnectionTimeout(const OdbcDriverSetup* setup) {
             writeValueAt(driverKey, TIMEOUT_VALUE, timeout.type, timeout.data, timeout.size, trace);
     }
     deleteSavedTimeout(trace);
-    return result;
+    return trace.result(result);
 }

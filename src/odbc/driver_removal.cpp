@@ -22,15 +22,14 @@ enum Probe : uint32_t {
 constexpr char DRIVER_NOT_REGISTERED[] = "ODBC_DRIVER_NOT_REGISTERED";
 
 void removeDataSource(const OdbcDriverSetup& setup, const char* name) {
-    int32_t result = 0;
-    const Trace trace(TRACE_REMOVE_DATA_SOURCE, &result);
+    Trace trace(TRACE_REMOVE_DATA_SOURCE);
     char attributes[512] = {};
     formatText(attributes, sizeof attributes - 1, "DSN=%s", name);  // and the list's own zero
     if (SystemOdbcInstaller::SQLConfigDataSource(nullptr, ODBC_REMOVE_SYS_DSN, setup.description,
                                                  attributes)) {
         return;
     }
-    result = ODBC_SETUP_FAILED;  // cppcheck-suppress unreadVariable ; the trace reads it
+    trace.result(ODBC_SETUP_FAILED);
     DWORD code = 0;
     char message[514] = {};
     constexpr WORD MESSAGE_SIZE = 513;
@@ -146,21 +145,18 @@ int32_t RemoveDataSources(const OdbcDriverSetup* setup) {
 }
 
 int32_t RemoveDriver(const OdbcDriverSetup* setup, bool removeAll) {
-    int32_t result = ODBC_SETUP_FAILED;
-    const Trace trace(TRACE_REMOVE_DRIVER, &result);
-    if (setup) result = RemoveDriverEntries(setup, setup->description, removeAll);
-    return result;
+    Trace trace(TRACE_REMOVE_DRIVER);
+    if (!setup) return trace.result(ODBC_SETUP_FAILED);
+    return trace.result(RemoveDriverEntries(setup, setup->description, removeAll));
 }
 
 int32_t RemoveDriverEntries(const OdbcDriverSetup* setup, const char* driverName, bool removeAll) {
-    int32_t result = 0;
-    const Trace trace(TRACE_REMOVE_DRIVER_ENTRIES, &result);
+    Trace trace(TRACE_REMOVE_DRIVER_ENTRIES);
     deleteXaLibrary(*setup, trace);
     char driverKey[PATH_BYTES];
-    if (buildDriverKeyPath(driverName, driverKey)) {
-        result = removeUntilGone(driverName, driverKey, removeAll, trace);
-    } else {
+    if (!buildDriverKeyPath(driverName, driverKey)) {
         trace.text(PROBE_STATUS, DRIVER_NOT_REGISTERED);  // such a driver cannot be installed
+        return trace.result(0);
     }
-    return result;
+    return trace.result(removeUntilGone(driverName, driverKey, removeAll, trace));
 }

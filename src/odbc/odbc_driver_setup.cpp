@@ -20,9 +20,9 @@ OwnedObject<OdbcDriverSetup> instance;
 }  // namespace
 
 OdbcDriverSetup::OdbcDriverSetup() {
-    const Trace trace(TRACE_CONSTRUCT, &failed);
+    Trace trace(TRACE_CONSTRUCT);
     library.reset(LoadLibraryA(ODBC_INSTALLER_LIBRARY));
-    if (!library) failed = 1;
+    failed = trace.result(library ? 0 : 1);
 }
 
 OdbcDriverSetup::~OdbcDriverSetup() {

@@ -3,7 +3,6 @@
 #include <windows.h>
 
 #include <cstring>
-#include <type_traits>
 
 #include "services/system_library.h"
 
@@ -32,24 +31,25 @@ struct Library {
     ErrorVar* errorVar;
 };
 
+template <typename Function>
+bool find(HMODULE module, const char* name, Function*& function) {
+    function = findFunction<Function>(module, name);
+    return function != nullptr;
+}
+
 // The library's functions, or nothing when one of them is missing.
 Library loadLibrary() {
     const HMODULE module = loadTrustedLibrary("ZELKOSSE.dll");  // kept to the end of the process
     Library library = {};
-    bool complete = true;
-    const auto find = [&](auto*& function, const char* name) {
-        function = findFunction<std::remove_reference_t<decltype(*function)>>(module, name);
-        complete &= function != nullptr;
-    };
-    void (*controlBlock)() = nullptr;
-    find(controlBlock, "g_pGTCB");
+    void (*controlBlock)() = nullptr;  // a data item, which Windows looks up as a function
+    if (!find(module, "g_pGTCB", controlBlock) || !find(module, "ossThreadID", library.threadId) ||
+        !find(module, "_gtraceEntry", library.entry) ||
+        !find(module, "_gtraceExit", library.exit) || !find(module, "_gtraceVar", library.var) ||
+        !find(module, "_gtraceErrorVar", library.errorVar)) {
+        return {};
+    }
     library.controlBlock = reinterpret_cast<const uint32_t* const*>(controlBlock);
-    find(library.threadId, "ossThreadID");
-    find(library.entry, "_gtraceEntry");
-    find(library.exit, "_gtraceExit");
-    find(library.var, "_gtraceVar");
-    find(library.errorVar, "_gtraceErrorVar");
-    return complete ? library : Library();
+    return library;
 }
 
 // The library when its tracing is turned on, or null.
@@ -73,19 +73,21 @@ void traceError(uint32_t function, uint32_t probe, int32_t value) {
     library->errorVar(library->threadId(), 0, function, probe, 4, 0, 0, 1, 0, sizeof value, &value);
 }
 
-constexpr int32_t NO_RESULT = 0;
-
 }  // namespace
 
-Trace::Trace(TraceFunction function, const int32_t* result)
-    : function_(function), result_(result ? result : &NO_RESULT) {
+Trace::Trace(TraceFunction function) : function_(function) {
     const Library* library = activeLibrary();
     if (library) library->entry(library->threadId(), 0, function_, 0, ENTRY_LEVEL);
 }
 
 Trace::~Trace() {
     const Library* library = activeLibrary();
-    if (library) library->exit(library->threadId(), 0, function_, result_, 0, 0);
+    if (library) library->exit(library->threadId(), 0, function_, &result_, 0, 0);
+}
+
+int32_t Trace::result(int32_t value) {
+    result_ = value;
+    return value;
 }
 
 void Trace::text(uint32_t probe, const char* value, size_t size) const {

@@ -22,15 +22,17 @@ enum TraceFunction : uint32_t {
     TRACE_REMOVE_DATA_SOURCE = 0x1D900029,
 };
 
-// Traces one call of a function: its entry where the object is created, and its exit, with the
-// value that *result then has, where the object ends.
+// Traces one call of a function: its entry where the object is created, and its exit where the
+// object ends.
 class Trace {
   public:
-    // Without result the exit value is 0.
-    explicit Trace(TraceFunction function, const int32_t* result = nullptr);
+    explicit Trace(TraceFunction function);
     Trace(const Trace&) = delete;
     Trace& operator=(const Trace&) = delete;
     ~Trace();
+
+    // Sets the exit value, which is 0 otherwise, and returns it: "return trace.result(code);".
+    int32_t result(int32_t value);
 
     // Trace an error value, and a text of at most size bytes, at a probe point: a small multiple of
     // ten that distinguishes the calls of one function.
@@ -46,7 +48,7 @@ class Trace {
 
   private:
     TraceFunction function_;
-    const int32_t* result_;
+    int32_t result_ = 0;
 };
 
 // A hook for services/programs/thread.h: traces a thread that could not be started.
