@@ -48,7 +48,7 @@ ExitCode checkOptions(const CommandLine& line) {
         return refuse(EXIT_COPY_NAME_MISSING, MSG_COPY_NAME_MISSING);
     }
     if (!isUserAdministrator()) return refuse(EXIT_NOT_ADMINISTRATOR, MSG_NOT_ADMINISTRATOR);
-    return EXIT_DONE;
+    return NOT_REFUSED;
 }
 
 ExitCode checkCopyKey(const CommandLine& line) {
@@ -58,7 +58,7 @@ ExitCode checkCopyKey(const CommandLine& line) {
         return refuse(EXIT_COPY_EXISTS, MSG_COPY_EXISTS, copyName);
     }
     if (line.unregister && !exists) return refuse(EXIT_COPY_UNKNOWN, MSG_COPY_UNKNOWN, copyName);
-    return EXIT_DONE;
+    return NOT_REFUSED;
 }
 
 ExitCode checkRemoteCopy(const CommandLine& line) {
@@ -68,7 +68,7 @@ ExitCode checkRemoteCopy(const CommandLine& line) {
     if (line.unregister && strcmp(remote, REMOTE_COPY_DATA) != 0) {
         return refuse(EXIT_NOT_REMOTE_COPY, MSG_NOT_REMOTE_COPY, path.text);
     }
-    return EXIT_DONE;
+    return NOT_REFUSED;
 }
 
 ExitCode checkInstalledCopies(const CommandLine& line, bool& onlyCopy) {
@@ -93,7 +93,7 @@ ExitCode checkInstalledCopies(const CommandLine& line, bool& onlyCopy) {
     if (foundAtInstallDir && !line.unregister && !replaceExisting) {
         return refuse(EXIT_PATH_TAKEN, MSG_PATH_TAKEN);
     }
-    return EXIT_DONE;
+    return NOT_REFUSED;
 }
 
 ExitCode checkDefaultCopy(const CommandLine& line, bool onlyCopy) {
@@ -105,9 +105,9 @@ ExitCode checkDefaultCopy(const CommandLine& line, bool onlyCopy) {
     say(MSG_THIS_COPY, copyName);
 
     if (strcmp(defaultCopy, copyName) != 0 || !(line.unregister || replaceExisting)) {
-        return EXIT_DONE;
+        return NOT_REFUSED;
     }
     makeDefaultCopy = true;
-    if (onlyCopy || replaceExisting) return EXIT_DONE;
+    if (onlyCopy || replaceExisting) return NOT_REFUSED;
     return refuse(EXIT_IS_DEFAULT_COPY, MSG_IS_DEFAULT_COPY);
 }

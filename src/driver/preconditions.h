@@ -1,5 +1,5 @@
 // The checks that may refuse a run, in the order in which they are made. Each prints its own
-// message and returns the exit code of the refusal, or EXIT_DONE when the run may go on.
+// message and returns the exit code of the refusal, or NOT_REFUSED when the run may go on.
 #pragma once
 
 #include "driver/command_line.h"

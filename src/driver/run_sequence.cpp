@@ -30,10 +30,10 @@ void printLanguageAndLog(const char* logPath) {
 
 ExitCode checkPreconditions(const CommandLine& line, bool& onlyCopy) {
     ExitCode code = checkOptions(line);
-    if (code == EXIT_DONE) code = checkCopyKey(line);
-    if (code == EXIT_DONE) code = checkRemoteCopy(line);
-    if (code == EXIT_DONE) code = checkInstalledCopies(line, onlyCopy);
-    if (code == EXIT_DONE) code = checkDefaultCopy(line, onlyCopy);
+    if (code == NOT_REFUSED) code = checkCopyKey(line);
+    if (code == NOT_REFUSED) code = checkRemoteCopy(line);
+    if (code == NOT_REFUSED) code = checkInstalledCopies(line, onlyCopy);
+    if (code == NOT_REFUSED) code = checkDefaultCopy(line, onlyCopy);
     return code;
 }
 
@@ -72,8 +72,8 @@ void runSteps(int unregister, bool onlyCopy) {
 ExitCode runLogged(const CommandLine& line) {
     char logPath[PATH_BYTES];
     ExitCode code = openRunLog(line.logPathGiven ? line.logPath : nullptr, logPath);
-    if (code == EXIT_DONE) code = loadMessageLibrary();
-    if (code != EXIT_DONE) return code;
+    if (code == NOT_REFUSED) code = loadMessageLibrary();
+    if (code != NOT_REFUSED) return code;
     if (line.showUsage) {
         showUsage();
         return EXIT_DONE;
@@ -81,7 +81,7 @@ ExitCode runLogged(const CommandLine& line) {
     printLanguageAndLog(logPath);
     bool onlyCopy = false;
     code = checkPreconditions(line, onlyCopy);
-    if (code == EXIT_DONE) runSteps(line.unregister, onlyCopy);
+    if (code == NOT_REFUSED) runSteps(line.unregister, onlyCopy);
     return code;
 }
 

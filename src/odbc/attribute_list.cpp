@@ -13,8 +13,7 @@ void formatDescription(const char* installDirectory, char (&out)[DESCRIPTION_BYT
     formatText(out, sizeof out, "%s - %s", DRIVER_NAME_PREFIX, folder);
 }
 
-size_t formatAttributes(const char* description, char (&out)[ATTRIBUTES_BYTES]) {
-    const int length = snprintf(out, sizeof out, "%s%cDriver=%s%cSetup=%s%c%c", description, 0,
-                                DRIVER_FILE, 0, DRIVER_SETUP_FILE, 0, 0);
-    return static_cast<size_t>(length);
+void formatAttributes(const char* description, char (&out)[ATTRIBUTES_BYTES]) {
+    snprintf(out, sizeof out, "%s%cDriver=%s%cSetup=%s%c%c", description, 0, DRIVER_FILE, 0,
+             DRIVER_SETUP_FILE, 0, 0);
 }

@@ -14,7 +14,6 @@ constexpr size_t ATTRIBUTES_BYTES = 344;
 void formatDescription(const char* installDirectory, char (&out)[DESCRIPTION_BYTES]);
 
 // Writes the attribute list of the driver to out: "key=value" texts, each with its zero, and an
-// empty one at the end. The libraries have no folder; the installer adds it. Returns the length,
-// with the zero of the empty text.
+// empty one at the end. The libraries have no folder; the installer adds it.
 // Windows documentation: "SQLInstallDriverEx".
-size_t formatAttributes(const char* description, char (&out)[ATTRIBUTES_BYTES]);
+void formatAttributes(const char* description, char (&out)[ATTRIBUTES_BYTES]);

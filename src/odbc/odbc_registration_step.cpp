@@ -4,6 +4,7 @@
 #include "odbc/driver_removal.h"
 #include "odbc/odbc_driver_setup.h"
 #include "run/messages.h"
+#include "run/mode.h"
 #include "run/once.h"
 #include "run/run_settings.h"
 #include "services/path.h"
@@ -34,7 +35,7 @@ int report(int32_t result, unsigned failed, unsigned succeeded) {
 
 int install(const char* installDirectory, bool makeDefault) {
     if (replaceExisting && removalFirst.first()) {
-        OdbcRegistrationStep(1, installDirectory, makeDefault);
+        OdbcRegistrationStep(UNREGISTER, installDirectory, makeDefault);
         prepare(installDirectory);  // that call ended the object that had been prepared
     }
     return report(InstallDriver(OdbcDriverSetup::GetInstance()), MSG_ODBC_INSTALL_FAILED,
@@ -54,8 +55,8 @@ int remove() {
 int OdbcRegistrationStep(int mode, const char* installDirectory, bool makeDefault) {
     prepare(installDirectory);
     int result = 0;
-    if (mode == 0) result = install(installDirectory, makeDefault);
-    if (mode == 1) result = remove();
+    if (mode == REGISTER) result = install(installDirectory, makeDefault);
+    if (mode == UNREGISTER) result = remove();
     OdbcDriverSetup::DestroyInstance();
     return result;
 }

@@ -4,6 +4,7 @@
 
 #include "registration/installed_copies_keys.h"
 #include "run/messages.h"
+#include "run/mode.h"
 #include "run/package_names.h"
 #include "services/guid.h"
 #include "services/owners.h"
@@ -104,8 +105,8 @@ uint32_t unregisterCopy(const char* name, bool removeProductRoot) {
 
 uint32_t writeCopyRecord(int mode, const char* installDirectory, const char* name, bool makeDefault,
                          bool removeProductRoot) {
-    if (mode == 0) return registerCopy(installDirectory, name, makeDefault);
-    if (mode == 1) return unregisterCopy(name, removeProductRoot);
+    if (mode == REGISTER) return registerCopy(installDirectory, name, makeDefault);
+    if (mode == UNREGISTER) return unregisterCopy(name, removeProductRoot);
     say(MSG_RECORD_REMOVED);
     return 0;
 }

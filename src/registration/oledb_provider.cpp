@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include "run/messages.h"
+#include "run/mode.h"
 #include "run/once.h"
 #include "run/package_names.h"
 #include "run/run_settings.h"
@@ -19,10 +20,10 @@ Once unregistrationFirst;
 int runRegsvr32(int mode, const char* installDirectory) {
     char command[PATH_BYTES] = "";
     int32_t formatted = TEXT_OK;
-    if (mode == 0) {
+    if (mode == REGISTER) {
         formatted = formatText(command, sizeof command, "regsvr32 /s \"%sbin\\%s\"",
                                installDirectory, PROVIDER_FILE);
-    } else if (mode == 1) {
+    } else if (mode == UNREGISTER) {
         formatted = formatText(command, sizeof command, "regsvr32 /s /u \"%sbin\\%s\"",
                                installDirectory, PROVIDER_FILE);
     }
@@ -36,15 +37,15 @@ int runRegsvr32(int mode, const char* installDirectory) {
 }  // namespace
 
 int registerOleDbProvider(int mode, const char* installDirectory, bool passThrough) {
-    if (mode == 0 && replaceExisting && unregistrationFirst.first()) {
-        registerOleDbProvider(1, installDirectory, passThrough);
+    if (mode == REGISTER && replaceExisting && unregistrationFirst.first()) {
+        registerOleDbProvider(UNREGISTER, installDirectory, passThrough);
     }
     const int result = runRegsvr32(mode, installDirectory);
     if (result != 0) {
         const Decimal code(OLEDB_FAILURE);
-        say(mode == 0 ? MSG_OLEDB_REGISTER_FAILED : MSG_OLEDB_UNREGISTER_FAILED, code.text);
+        say(mode == REGISTER ? MSG_OLEDB_REGISTER_FAILED : MSG_OLEDB_UNREGISTER_FAILED, code.text);
     } else {
-        say(mode == 0 ? MSG_OLEDB_REGISTERED : MSG_OLEDB_UNREGISTERED);
+        say(mode == REGISTER ? MSG_OLEDB_REGISTERED : MSG_OLEDB_UNREGISTERED);
     }
     return result;
 }

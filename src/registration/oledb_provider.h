@@ -1,7 +1,7 @@
 // The copy's OLE DB provider, a COM server that the system's regsvr32 registers.
 #pragma once
 
-// mode 0 registers the provider, with replaceExisting (-r) after unregistering it once per process;
-// mode 1 unregisters it. passThrough has no effect. Prints its result. Returns 0 when regsvr32
-// could be called; its exit code is not read.
+// REGISTER registers the provider, with replaceExisting (-r) after unregistering it once per
+// process; UNREGISTER unregisters it. passThrough has no effect. Prints its result. Returns 0 when
+// regsvr32 could be called; its exit code is not read.
 int registerOleDbProvider(int mode, const char* installDirectory, bool passThrough);

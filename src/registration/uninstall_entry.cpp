@@ -4,6 +4,7 @@
 
 #include "registration/uninstall_keys.h"
 #include "run/messages.h"
+#include "run/mode.h"
 #include "run/package_names.h"
 #include "run/run_settings.h"
 #include "services/owners.h"
@@ -41,10 +42,10 @@ void writeUninstallEntry(int mode, const char* installDirectory, const char* nam
                PROGRAM_FILE, name);
     sayVerbose(MSG_UNINSTALL_KEY, keyPath);
 
-    if (mode == 0) {
+    if (mode == REGISTER) {
         say(addEntry(keyPath, uninstallString) ? MSG_UNINSTALL_WRITTEN
                                                : MSG_UNINSTALL_WRITE_FAILED);
-    } else if (mode == 1) {
+    } else if (mode == UNREGISTER) {
         say(removeEntry(keyPath) ? MSG_UNINSTALL_REMOVED : MSG_UNINSTALL_REMOVE_FAILED);
     } else {
         say(MSG_UNINSTALL_REMOVED);

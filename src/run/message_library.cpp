@@ -53,7 +53,7 @@ ExitCode loadMessageLibrary() {
     // accepted, and its messages are shown by their ids.
     char probe[PROBE_BYTES];
     LoadStringA(messageModule, MSG_PROBE, probe, PROBE_BYTES);
-    return EXIT_DONE;
+    return NOT_REFUSED;
 }
 
 void showUsage() {

@@ -11,7 +11,7 @@ extern char messageDir[LIBRARY_PATH_BYTES];      // its folder, ending in a back
 extern char messageLibraryPath[LIBRARY_PATH_BYTES];
 
 // Chooses the locale (-i, else the system's, else en_US) and loads its library into messageModule,
-// or that of en_US when it is not installed. Returns EXIT_DONE, or EXIT_NO_MESSAGE_LIBRARY with a
+// or that of en_US when it is not installed. Returns NOT_REFUSED, or EXIT_NO_MESSAGE_LIBRARY with a
 // message when there is none.
 ExitCode loadMessageLibrary();
 

@@ -55,7 +55,7 @@ ExitCode openRunLog(const char* givenPath, char (&path)[PATH_BYTES]) {
     }
     makeFolderOf(path);
     logFile = givenPath ? openLog(path) : openLogWithoutLinks(path);
-    if (logFile) return EXIT_DONE;
+    if (logFile) return NOT_REFUSED;
 
     const Decimal error(static_cast<long>(GetLastError()));
     char text[64];

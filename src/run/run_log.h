@@ -13,7 +13,7 @@
 bool buildDefaultLogPath(const char* prefix, char* out, size_t outSize);
 
 // Opens the log at givenPath or, when that is null, at its default place, creates its folder if it
-// is missing, and writes the path to path. Returns EXIT_DONE, or EXIT_NO_LOG_FILE with a line on
+// is missing, and writes the path to path. Returns NOT_REFUSED, or EXIT_NO_LOG_FILE with a line on
 // the console when it cannot be opened.
 ExitCode openRunLog(const char* givenPath, char (&path)[PATH_BYTES]);
 

@@ -64,14 +64,13 @@ class ZELKiRegistry {
     // that failed.
     uint32_t DeleteKeyTree(HKEY root, const char* path, unsigned reserved, const char* except);
 
-  protected:
+  private:
     static constexpr size_t KEY_PATH_BYTES = 259;
 
     bool ownsKey = false;
     char keyPath[KEY_PATH_BYTES] = "";  // the last path that was opened or created
     HKEY key = nullptr;
 
-  private:
     uint32_t hold(LSTATUS status);
     bool searchValues(const char* name, unsigned from, unsigned to, unsigned* index) const;
 };
