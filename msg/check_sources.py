@@ -1,4 +1,5 @@
-"""Reads the message libraries' sources and finds the faults that would reach a user."""
+"""Reads the message libraries' sources and finds the faults that would reach a user. With
+--untranslated, lists the texts that a language shows in English."""
 import re
 import unicodedata
 from pathlib import Path
@@ -98,26 +99,33 @@ def faults(msg, locale):
         if line not in source.split("\n"):
             result.append(f"{where}: the line '{line}' is missing")
     names = [name for name, _ in found]
-    result += [f"{where}: {n}: is missing" for n in ids(msg) if n not in names]
+    if locale == "en_US":
+        result += [f"{where}: {n}: is missing" for n in ids(msg) if n not in names]
     result += [f"{where}: {n}: is not in message_ids.h" for n in names if n not in ids(msg)]
     twice = {n for n in names if names.count(n) > 1}
     result += [f"{where}: {n}: is there twice" for n in sorted(twice)]
-    if not result and names != list(english):
+    if not result and names != [name for name in english if name in names]:
         result.append(f"{where}: the ids are in another order than in English")
     for name, text in found:
         if name in english:
             result += [f"{where}: {name}: {fault}"
                        for fault in text_faults(name, text, english[name], page)]
-            if locale != "en_US" and text == english[name]:
-                result.append(f"{where}: {name}: is left in English")
     return result
+
+
+def untranslated(msg, locale):
+    """Sentences for the texts that are shown in English."""
+    found, english = (dict(texts(msg / name / "zelkpmreg.rc")) for name in (locale, "en_US"))
+    return [f"msg/{locale}/zelkpmreg.rc: {name}: is not translated" for name in english
+            if locale != "en_US" and found.get(name, english[name]) == english[name]]
 
 
 if __name__ == "__main__":
     import sys
     folder = Path(__file__).resolve().parent
     wrong = locale_faults(folder)
+    check = untranslated if sys.argv[1:] == ["--untranslated"] else faults
     if not wrong:
-        wrong = [f for locale in (sys.argv[1:] or PAGES) for f in faults(folder, locale)]
+        wrong = [fault for locale in PAGES for fault in check(folder, locale)]
     print("\n".join(wrong) or "no fault")
     sys.exit(bool(wrong))

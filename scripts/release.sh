@@ -40,6 +40,7 @@ release() {
     pack "$tree-acceptance" "$preset-acceptance"
 }
 
+python3 -B "$root/msg/check_sources.py" --untranslated || die "a release has every text in every language"
 mkdir -p "$root/build/release" "$dist"
 rm -rf "$root/build/release/tree" "$dist"/zelkpmreg-*.zip "$dist/SHA256SUMS"
 for preset in "${presets[@]}"; do release "$preset"; done

@@ -27,8 +27,9 @@ void chooseLocale() {
 }
 
 void buildLibraryPath() {
-    formatText(messageDir, sizeof messageDir, "%smsg\\%s\\", installDir, currentLocale);
-    formatText(messageLibraryPath, sizeof messageLibraryPath, "%s%s", messageDir, "zelkpmreg.dll");
+    formatText(messageDir, sizeof messageDir, MESSAGE_FOLDER_FORMAT, installDir, currentLocale);
+    formatText(messageLibraryPath, sizeof messageLibraryPath, "%s%s", messageDir,
+               MESSAGE_LIBRARY_FILE);
 }
 
 }  // namespace
@@ -58,6 +59,6 @@ ExitCode loadMessageLibrary() {
 
 void showUsage() {
     char usage[USAGE_BYTES] = "";
-    LoadStringA(messageModule, MSG_USAGE, usage, USAGE_BYTES);
+    loadMessageText(messageModule, MSG_USAGE, usage, USAGE_BYTES);
     printToConsole(usage);
 }

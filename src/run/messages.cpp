@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "run/language.h"
 #include "run/run_settings.h"
 #include "services/console.h"
 #include "services/message_format.h"
@@ -14,9 +15,21 @@ namespace {
 constexpr int MESSAGE_BYTES = 256;                  // a text of the message library
 constexpr size_t FORMAT_BYTES = MESSAGE_BYTES + 1;  // the same with a line end
 
+// Loaded when a text is missing for the first time, and kept to the end of the process.
+HMODULE englishLibrary() {
+    static HMODULE library = nullptr;
+    if (!library) {
+        char path[LIBRARY_PATH_BYTES];
+        formatText(path, sizeof path, MESSAGE_FOLDER_FORMAT, installDir, FALLBACK_LOCALE);
+        appendText(path, MESSAGE_LIBRARY_FILE);
+        library = LoadLibraryA(path);
+    }
+    return library;
+}
+
 void loadFormat(HMODULE module, unsigned id, const char* arg1, const char* arg2,
                 char (&format)[FORMAT_BYTES]) {
-    if (!module || LoadStringA(module, id, format, MESSAGE_BYTES) <= 0) {
+    if (!module || !loadMessageText(module, id, format, MESSAGE_BYTES)) {
         // A missing text must not hide what happened.
         formatText(format, sizeof format, "[%u]%s%s", id, arg1 ? " %s" : "", arg2 ? " %s" : "");
     }
@@ -24,6 +37,12 @@ void loadFormat(HMODULE module, unsigned id, const char* arg1, const char* arg2,
 }
 
 }  // namespace
+
+bool loadMessageText(HMODULE module, unsigned id, char* out, int size) {
+    if (LoadStringA(module, id, out, size) > 0) return true;
+    const HMODULE english = englishLibrary();
+    return english && LoadStringA(english, id, out, size) > 0;
+}
 
 void printToConsole(const char* text) {
     static const HANDLE console = findConsole();

@@ -12,9 +12,18 @@
 // The message library; null until it is loaded, then kept to the end of the process.
 extern HMODULE messageModule;
 
+// Where a message library is: a format with the install directory and the locale, and its name.
+constexpr char MESSAGE_FOLDER_FORMAT[] = "%smsg\\%s\\";
+constexpr char MESSAGE_LIBRARY_FILE[] = "zelkpmreg.dll";
+
+// Loads a text of the library or, if it has none of that id, the English one: a new text may not be
+// translated yet. At most size - 1 bytes. False when neither has it.
+bool loadMessageText(HMODULE module, unsigned id, char* out, int size);
+
 // Prints one line.
 // log: may be null, then the line goes to the console only. id: of a text in module, which holds at
-// most 255 bytes and gets a line end; a missing text is replaced by its id and the arguments.
+// most 255 bytes and gets a line end. A missing text is replaced by the English one, or by its id
+// and the arguments.
 // literalFormat: used instead, as it stands, when literal is set. arg1, arg2: the values of the
 // text's %s conversions; may be null. verboseOnly: drops the line unless verbose is set. With
 // silent set nothing goes to the console.

@@ -35,6 +35,15 @@ def test_language_of_the_system(code, locale, name):
     assert done.log[1].endswith(library)
 
 
+def test_text_that_is_not_translated_is_english():
+    machine = Machine()
+    library = machine.path("msg/de_de/zelkpmreg.dll")  # any library without these texts
+    library.write_bytes(machine.path("bin/zelkcli.dll").read_bytes())
+    done = machine.run("-i", "DE", *REFUSED, codes=[-102])
+    assert done.log[-1] == texts("en_US")["MSG_COPY_UNKNOWN"] % "MYCOPY"
+    assert machine.run("-i", "DE", "-h").console == texts("en_US")["MSG_USAGE"].splitlines()
+
+
 @pytest.mark.parametrize("locale, name", [("ru_ru", "ru_RU"), ("ja_jp", "ja_JP")])
 def test_terminal_shows_the_text_as_written(locale, name):
     command = [ROOT / "scripts/wine.sh", f"{Machine().folder}\\bin\\zelkpmreg.exe", *REFUSED]
