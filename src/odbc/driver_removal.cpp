@@ -128,9 +128,9 @@ int32_t RemoveDataSources(const OdbcDriverSetup* setup) {
         return 0;
     }
     EnumerationEnd end;
-    // The index goes up for every entry, also for one that is then removed, and so the entry that
-    // moves into its place is not looked at. This is required: of data sources that follow one
-    // another in the registry, a run removes every second one.
+    // Required: the index goes up for every entry, even for one that is then removed, so that the
+    // entry that moves into its place is not looked at. Of data sources that follow one another in
+    // the registry, a run removes every second one.
     for (DWORD index = 0;; ++index) {
         char name[PATH_BYTES] = "";  // both stay empty when the entry does not fit
         char driver[PATH_BYTES] = "";

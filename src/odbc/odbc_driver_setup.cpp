@@ -14,20 +14,20 @@ enum Probe : uint32_t {
     PROBE_BIN_FOLDER = 20,
 };
 
-OwnedModule library;
+OwnedModule loadedInstaller;
 OwnedObject<OdbcDriverSetup> instance;
 
 }  // namespace
 
 OdbcDriverSetup::OdbcDriverSetup() {
     Trace trace(TRACE_CONSTRUCT);
-    library.reset(LoadLibraryA(ODBC_INSTALLER_LIBRARY));
-    failed = trace.result(library ? 0 : 1);
+    loadedInstaller.reset(LoadLibraryA(ODBC_INSTALLER_LIBRARY));
+    failed = trace.result(loadedInstaller ? 0 : 1);
 }
 
 OdbcDriverSetup::~OdbcDriverSetup() {
     const Trace trace(TRACE_DESTRUCT);
-    library.reset();
+    loadedInstaller.reset();
 }
 
 OdbcDriverSetup* OdbcDriverSetup::GetInstance() {
@@ -42,7 +42,7 @@ void OdbcDriverSetup::DestroyInstance() {
 }
 
 HMODULE OdbcDriverSetup::installerLibrary() {
-    return library.get();
+    return loadedInstaller.get();
 }
 
 void PrepareDriver(OdbcDriverSetup* setup, const char* installDirectory, const char*) {

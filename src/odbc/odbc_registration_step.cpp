@@ -5,7 +5,6 @@
 #include "odbc/odbc_driver_setup.h"
 #include "run/messages.h"
 #include "run/mode.h"
-#include "run/once.h"
 #include "run/run_settings.h"
 #include "services/path.h"
 #include "services/registry.h"
@@ -13,7 +12,7 @@
 
 namespace {
 
-Once removalFirst;
+bool hasRemoved = false;  // -r removes at most once in a process
 
 void prepare(const char* installDirectory) {
     char driverName[REGISTRY_TEXT_BYTES];
@@ -34,7 +33,8 @@ int report(int32_t result, unsigned failed, unsigned succeeded) {
 }
 
 int install(const char* installDirectory, bool makeDefault) {
-    if (replaceExisting && removalFirst.first()) {
+    if (replaceExisting && !hasRemoved) {
+        hasRemoved = true;
         OdbcRegistrationStep(UNREGISTER, installDirectory, makeDefault);
         prepare(installDirectory);  // that call ended the object that had been prepared
     }

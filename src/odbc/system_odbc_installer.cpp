@@ -14,7 +14,7 @@ constexpr UINT BOX_NO_FUNCTION = 10243;
 
 constexpr int TEXT_BYTES = 256;
 
-HMODULE library;
+HMODULE systemInstaller;  // kept to the end of the process
 
 void loadOwnText(UINT id, char (&text)[TEXT_BYTES]) {
     text[0] = '\0';
@@ -36,12 +36,12 @@ void readModulePath(HMODULE module, char (&path)[PATH_BYTES]) {
 void showMissingFunction(const char* name) {
     char libraryPath[PATH_BYTES];
     char programPath[PATH_BYTES];
-    readModulePath(library, libraryPath);
+    readModulePath(systemInstaller, libraryPath);
     readModulePath(nullptr, programPath);
     char unused[TEXT_BYTES];
     loadOwnText(BOX_NO_FUNCTION, unused);
-    // The program's own path is the format, and the loaded text is not: this is required. A per
-    // cent sign in the path does no harm.
+    // Required: the program's own path is the format, and the loaded text is not. The box shows the
+    // path, and a per cent sign in it does no harm.
     const char* arguments[] = {name, libraryPath};
     char text[3 * PATH_BYTES];
     formatMessage(text, sizeof text, programPath, arguments);
@@ -50,14 +50,14 @@ void showMissingFunction(const char* name) {
 
 template <typename Function>
 Function* find(const char* name) {
-    if (!library) library = loadSystemLibrary(ODBC_INSTALLER_LIBRARY);
-    if (!library) {
+    if (!systemInstaller) systemInstaller = loadSystemLibrary(ODBC_INSTALLER_LIBRARY);
+    if (!systemInstaller) {
         char text[TEXT_BYTES];
         loadOwnText(BOX_NO_LIBRARY, text);
         showBox(text);
         return nullptr;
     }
-    const auto function = findFunction<Function>(library, name);
+    const auto function = findFunction<Function>(systemInstaller, name);
     if (!function) showMissingFunction(name);
     return function;
 }

@@ -4,7 +4,6 @@
 
 #include "run/messages.h"
 #include "run/mode.h"
-#include "run/once.h"
 #include "run/package_names.h"
 #include "run/run_settings.h"
 #include "services/path.h"
@@ -15,7 +14,7 @@ namespace {
 
 constexpr int OLEDB_FAILURE = -103;  // what the failure messages show
 
-Once unregistrationFirst;
+bool hasUnregistered = false;  // -r unregisters at most once in a process
 
 int runRegsvr32(int mode, const char* installDirectory) {
     char command[PATH_BYTES] = "";
@@ -37,7 +36,8 @@ int runRegsvr32(int mode, const char* installDirectory) {
 }  // namespace
 
 int registerOleDbProvider(int mode, const char* installDirectory, bool passThrough) {
-    if (mode == REGISTER && replaceExisting && unregistrationFirst.first()) {
+    if (mode == REGISTER && replaceExisting && !hasUnregistered) {
+        hasUnregistered = true;
         registerOleDbProvider(UNREGISTER, installDirectory, passThrough);
     }
     const int result = runRegsvr32(mode, installDirectory);

@@ -15,8 +15,8 @@ namespace {
 
 // True when the entry is there afterwards.
 bool addEntry(const char* keyPath, const char* uninstallString) {
-    ZELKiRegistry probe;
-    if (probe.TryOpen(HKEY_LOCAL_MACHINE, keyPath, REGISTRY_READ)) return true;
+    ZELKiRegistry existing;
+    if (existing.TryOpen(HKEY_LOCAL_MACHINE, keyPath, REGISTRY_READ)) return true;
     OwnedKey key;
     RegCreateKeyA(HKEY_LOCAL_MACHINE, keyPath, key.put());
     writeRegistryText(key.get(), DISPLAY_NAME_VALUE, displayName);

@@ -9,7 +9,7 @@ constexpr char DISPLAY_NAME_VALUE[] = "DisplayName";
 constexpr char UNINSTALL_STRING_VALUE[] = "UninstallString";
 
 // What they hold: a format with the name of the copy, and one with the install directory, the file
-// of the program and the name. The path of the program is not quoted, also where it holds blanks.
-// This is required; Windows finds the program by trying the path up to each blank.
+// of the program and the name. Required: the path of the program is not quoted, even where it holds
+// blanks. Windows finds the program by trying the path up to each blank.
 constexpr char DISPLAY_NAME_FORMAT[] = "Orvane Pellimar Package - Remote - %s";
 constexpr char UNINSTALL_STRING_FORMAT[] = "%sbin\\%s -u -p -c %s";

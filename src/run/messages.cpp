@@ -63,8 +63,8 @@ void printMessage(FILE* log, unsigned id, const char* literalFormat, const char*
         fflush(log);
     }
     if (silent) return;
-    // The finished line is a format once more. This is required, and only here: a name with a per
-    // cent sign shows in the log as it is.
+    // Required, and only for the console: the finished line is a format once more. A name with a
+    // per cent sign is in the log as it is.
     printToConsole(FormattedMessage(line.text(), {}).text());
 }
 

@@ -31,8 +31,9 @@ bool buildDefaultLogPath(const char* prefix, char* out, size_t outSize) {
     const DWORD length = GetShortPathNameA(folder, path, sizeof path);
     if (length == 0 || length >= sizeof path) return false;
 
-    // The character of the long form at the length of the short form decides, on purpose. Where the
-    // forms differ in length a backslash may be doubled, which Windows accepts, or left out.
+    // Required: the long form is asked whether it has a backslash where the short form ends. Where
+    // the forms differ in length, the separator can be doubled, which Windows accepts, or missing:
+    // the folder is then beside Documents, "DOCUME~1ZELKLOG".
     const char* separator = isBackslashAt(folder, length - 1) ? "" : "\\";
 
     char stamp[PATH_BYTES] = "";

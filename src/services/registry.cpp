@@ -237,7 +237,7 @@ LSTATUS writeRegistryValue(HKEY key, const char* name, DWORD type, const void* d
     BYTE copy[LONGEST + 1];
     if (size > LONGEST) return ERROR_NOT_ENOUGH_MEMORY;
     memcpy(copy, data, size);
-    copy[size] = 0xFF;  // any byte that does not end a text
+    copy[size] = 0xFF;  // not a zero, which RegSetValueExA would store as well
     return RegSetValueExA(key, name, 0, type, copy, size);
 }
 
