@@ -7,13 +7,16 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[1]
 # A folder may include itself and these.
+SERVICES = {"services", "services/files", "services/programs"}
 BELOW = {
-    "admin": {"driver", "registration", "odbc", "run", "services"},
-    "driver": {"registration", "odbc", "run", "services"},
-    "registration": {"run", "services"},
-    "odbc": {"run", "services"},
-    "run": {"services"},
+    "admin": {"driver", "registration", "odbc", "run", *SERVICES},
+    "driver": {"registration", "odbc", "run", *SERVICES},
+    "registration": {"run", *SERVICES},
+    "odbc": {"run", *SERVICES},
+    "run": SERVICES,
     "services": set(),
+    "services/files": {"services"},
+    "services/programs": {"services"},
 }
 MESSAGE_IDS = "msg/message_ids.h"
 PRODUCT = re.compile(r"\w*(?:zelk|orvane|pellimar|orvdb)\w*", re.I)
@@ -38,16 +41,16 @@ def main():
     faults, edges = [], {}
     for file in sorted((ROOT / "src").rglob("*/*.[ch]*")):
         name = file.relative_to(ROOT / "src").as_posix()
-        folder = name.split("/")[0]
+        folder = name.rsplit("/", 1)[0]
         for number, line in enumerate(file.read_text(encoding="utf-8").splitlines(), 1):
             where = f"src/{name}:{number}"
             if (found := re.match(r'\s*#\s*include "([^"]+)"', line)) and found[1] != MESSAGE_IDS:
-                if found[1].split("/")[0] not in {folder, *BELOW[folder]}:
+                if found[1].rsplit("/", 1)[0] not in {folder, *BELOW[folder]}:
                     faults.append(f"{where}: {folder} may not include {found[1]}")
                 edges.setdefault(module(name), set()).add(module(found[1]))
             faults += [f"{where}: {folder} has the product's word {word}"
                        for word in PRODUCT.findall(line)
-                       if folder == "services" and not INTERFACE.match(word)]
+                       if folder in SERVICES and not INTERFACE.match(word)]
     for node, targets in edges.items():
         targets.discard(node)
     for node in sorted(edges):

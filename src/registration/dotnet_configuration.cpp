@@ -32,7 +32,7 @@ bool copyTool(const char* installDirectory, const char* temporaryName) {
 }
 
 // Runs the command and prints the result. The command names the temporary file itself, which is
-// empty, and not the ".exe" copy beside it: this is required.
+// empty, and not the ".exe" copy beside it: this is required. So nothing is to be started.
 int runTool(int mode, const char* installDirectory, const char* temporaryName) {
     char command[COMMAND_BYTES] = "";
     formatText(command, sizeof command,
@@ -40,6 +40,7 @@ int runTool(int mode, const char* installDirectory, const char* temporaryName) {
                temporaryName, mode == 0 ? "-register" : "-unregister", installDirectory);
     sayVerbose(MSG_DOTNET_COMMAND, command);
     ProcessRunner runner(command, false, false, false);
+    runner.startNothing();
     const int result = runner.run(true, false) != 0 ? DOTNET_TOOL_NOT_RUN : 0;
 
     const Decimal code(result);
@@ -72,20 +73,20 @@ int runDotNetConfigurationTool(int mode, const char* installDirectory, bool make
     char folder[PATH_BYTES];
     copyText(folder, installDirectory);
     cutTrailingBackslash(folder);
-    HeldTemporaryFile file;
-    if (!file.make(TEMPORARY_PREFIX)) {
+    char temporaryName[PATH_BYTES] = "";
+    if (makeTempFileName(TEMPORARY_PREFIX, temporaryName) != 0 || temporaryName[0] == '\0') {
         say(MSG_DOTNET_NO_TEMPORARY_NAME);
         return DOTNET_NO_TEMPORARY_NAME;
     }
-    if (!copyTool(folder, file.path())) {
+    if (!copyTool(folder, temporaryName)) {
         say(MSG_DOTNET_NOT_COPIED);
         return DOTNET_TOOL_NOT_COPIED;
     }
     if (mode == 0 && replaceExisting && unregistrationFirst.first()) {
         runDotNetConfigurationTool(1, folder, makeDefault);
     }
-    const int result = runTool(mode, folder, file.path());
+    const int result = runTool(mode, folder, temporaryName);
     // The ".exe" copy stays in the temporary folder. This is required.
-    file.remove();
+    removeTempFile(temporaryName);
     return result;
 }

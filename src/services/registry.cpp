@@ -60,12 +60,8 @@ Deletion deleteSubkeys(HKEY tree, const TreeOptions& options) {
 // Windows documentation: "ZwDeleteKey".
 LSTATUS deleteOpenKey(HKEY key) {
     using DeleteKey = LONG NTAPI(HANDLE);
-    using StatusToError = ULONG NTAPI(LONG);
-    const HMODULE system = GetModuleHandleA("ntdll.dll");  // in every process
-    const auto deleteKey = findFunction<DeleteKey>(system, "NtDeleteKey");
-    const auto toError = findFunction<StatusToError>(system, "RtlNtStatusToDosError");
-    if (!deleteKey || !toError) return ERROR_PROC_NOT_FOUND;
-    return static_cast<LSTATUS>(toError(deleteKey(key)));
+    const auto deleteKey = findNativeFunction<DeleteKey>("NtDeleteKey");
+    return deleteKey ? static_cast<LSTATUS>(toWindowsCode(deleteKey(key))) : ERROR_PROC_NOT_FOUND;
 }
 
 Deletion deleteTree(HKEY root, const char* path, const TreeOptions& options) {

@@ -20,3 +20,9 @@ HMODULE loadTrustedLibrary(const char* name) {
     return LoadLibraryExA(name, nullptr,
                           LOAD_LIBRARY_SEARCH_APPLICATION_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32);
 }
+
+DWORD toWindowsCode(LONG status) {
+    using StatusToError = ULONG NTAPI(LONG);
+    const auto toError = findNativeFunction<StatusToError>("RtlNtStatusToDosError");
+    return toError ? toError(status) : ERROR_MR_MID_NOT_FOUND;
+}

@@ -29,3 +29,12 @@ Function* findFunction(HMODULE module, const char* name) {
     // The cast in between avoids -Wcast-function-type.
     return reinterpret_cast<Function*>(reinterpret_cast<void (*)()>(GetProcAddress(module, name)));
 }
+
+// A function of ntdll.dll, which is in every process; null when it has none of that name.
+template <typename Function>
+Function* findNativeFunction(const char* name) {
+    return findFunction<Function>(GetModuleHandleA("ntdll.dll"), name);
+}
+
+// The Windows code for the status that such a function returned.
+DWORD toWindowsCode(LONG status);

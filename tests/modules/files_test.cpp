@@ -51,57 +51,53 @@ TEST_F(Files, FilesAndFolders) {
 TEST_F(Files, TemporaryNames) {
     char temporary[261] = "";
     GetEnvironmentVariableA("TMP", temporary, sizeof temporary);
+    const std::string upper = CharUpperA(std::string(folder).data());
     fs::create_directory(folder + "\\x.eXe.d");
     const std::tuple<std::string, int, std::string> cases[] = {
-        {folder, 0, folder + "\\ZEL"},  // in the long form
+        {folder, 0, folder + "\\ZEL"},  // as it is written, in the long form
+        {upper + "\\.\\", 0, upper + "\\"},
+        {folder + "\\x.eXe.d", 0, folder + "\\x.eXe.d\\ZEL"},
         {folder + "\\missing", -1, ""},
-        {folder + "\\x.eXe.d", 0, ""},  // a command would be cut at the suffix
         {"C:\\" + std::string(270, 'x'), 0, ""}};
     for (const auto& [place, result, begin] : cases) {
         SetEnvironmentVariableA("TMP", place.c_str());
         char name[261] = "";
         EXPECT_EQ(makeTempFileName("ZELKRC", name), result) << place;
         EXPECT_TRUE(begin.empty() ? !*name : std::string(name).starts_with(begin)) << name;
-    }
-    SetEnvironmentVariableA("TMP", folder.c_str());
-    HeldTemporaryFile file;
-    {
-        FAILING(CreateFileA, INVALID_HANDLE_VALUE, 1, ERROR_SHARING_VIOLATION);  // as of a scanner
-        FAILING(GetLongPathNameW, 0);  // as where a link may be in the path
-        ASSERT_TRUE(file.make("ZELKRC"));
-    }
-    const std::string path = file.path();
-    EXPECT_TRUE(path.starts_with(folder)) << path;
-    std::ofstream(path) << "a program";
-    EXPECT_FALSE(MoveFileA(path.c_str(), (path + "x").c_str()));
-    EXPECT_EQ(read(path), "") << "nobody fills the file while it is held";
-    file.remove();
-    EXPECT_FALSE(fs::exists(path));
-    SetEnvironmentVariableA("TMP", CharUpperA(std::string(folder).data()));
-    EXPECT_TRUE(file.make("ZELKRC"));
-    EXPECT_FALSE(std::string(file.path()).starts_with(folder)) << "the path as it is written";
-    // Final paths that are unknown, not local, no part of a command, and not in the code page
-    for (const std::wstring place :
-         {L"", L"C:\\", L"\\\\?\\UNC\\s\\", L"\\\\?\\C:\\x.exe.d\\", L"\\\\?\\C:\\\x2603\\"}) {
-        REPLACING(GetFinalPathNameByHandleW, [&](HANDLE held, LPWSTR out, DWORD size, DWORD form) {
-            replacedGetFinalPathNameByHandleW.original(held, out, size, form);
-            const std::wstring final = place.empty() ? place : place + (wcsrchr(out, L'\\') + 1);
-            out[final.copy(out, size)] = L'\0';
-            return static_cast<DWORD>(final.size());
-        });
-        EXPECT_FALSE(HeldTemporaryFile().make("ZELKRC"));
-    }
-    for (const char* content : {"a program", ""}) {
-        const std::string planted = put("planted", content);
-        REPLACING(GetTempFileNameA, [&](LPCSTR in, LPCSTR prefix, UINT number, LPSTR out) {
-            const UINT result = replacedGetTempFileNameA.original(in, prefix, number, out);
-            DeleteFileA(out);
-            return CreateHardLinkA(out, planted.c_str(), nullptr) ? result : 0;
-        });
-        EXPECT_FALSE(HeldTemporaryFile().make("ZELKRC")) << "a link in its place";
-        EXPECT_EQ(read(planted), content);
+        EXPECT_EQ(fs::exists(name), !begin.empty());
+        removeTempFile(name);
+        EXPECT_FALSE(fs::exists(name)) << name;
     }
     SetEnvironmentVariableA("TMP", temporary);
+}
+
+// As where a link above the file leads to a file of another name.
+#define OF_ANOTHER_NAME                                                                           \
+    REPLACING(GetFileInformationByHandleEx, [&](HANDLE file, auto kind, LPVOID out, DWORD size) { \
+        const BOOL done = replacedGetFileInformationByHandleEx.original(file, kind, out, size);   \
+        auto& name = *static_cast<FILE_NAME_INFO*>(out);                                          \
+        if (kind == FileNameInfo) name.FileName[name.FileNameLength / sizeof(wchar_t) - 1] ^= 1;  \
+        return done;                                                                              \
+    })
+
+TEST_F(Files, FilesOfOthersStay) {
+    const std::string path = put("planted.tmp", "");
+    {
+        OF_ANOTHER_NAME;
+        removeTempFile(path.c_str());
+        EXPECT_FALSE(copyWithoutLinks(put("tool", "x").c_str(), path.c_str()));
+        EXPECT_FALSE(copyWithoutLinks(put("tool", "x").c_str(), (path + ".exe").c_str()));
+        EXPECT_FALSE(fs::exists(path + ".exe"));
+    }
+    EXPECT_TRUE(fs::exists(path));
+    fs::create_hard_link(path, path + "2");
+    removeTempFile(path.c_str());
+    EXPECT_TRUE(fs::remove(path));
+    removeTempFile(put("planted.tmp", "a program").c_str());
+    EXPECT_TRUE(fs::exists(path));
+    FAILING(GetFileInformationByHandleEx, FALSE);  // as on some RAM disks
+    removeTempFile(put("planted.tmp", "").c_str());
+    EXPECT_FALSE(fs::exists(path));
 }
 
 TEST_F(Files, CopiesFollowNoLink) {
@@ -134,6 +130,7 @@ TEST_F(Files, LogsAreEmptiedAndNotInherited) {
         fputs("a\n", log);
         fflush(log);
         EXPECT_EQ(fs::file_size(path), 3u) << "the line end of a text file";
+        EXPECT_EQ(read(path), "a\n") << "while the run has it open";
         fclose(log);
         EXPECT_EQ(open((folder + "\\missing\\run.log").c_str()), nullptr);
         EXPECT_EQ(GetLastError(), DWORD{ERROR_PATH_NOT_FOUND});
@@ -144,27 +141,57 @@ TEST_F(Files, LogsAreEmptiedAndNotInherited) {
     EXPECT_EQ(openLog("run.log"), nullptr);
     EXPECT_EQ(GetLastError(), 0u);
     replaceImport(nullptr, "fopen", original);
-    // A folder that a cloud service synchronizes is itself; a junction leads to another one.
+}
+
+// What the handles say: the tag of the folder or of the file, counted from 1, and whether it is a
+// link.
+TEST_F(Files, LogsBehindLinksAreRefused) {
     const std::string path = folder + "\\run.log";
-    for (const DWORD kind : {0x9000101Au, 0xA0000003u}) {
-        REPLACING(GetFileInformationByHandle, [&](HANDLE file, BY_HANDLE_FILE_INFORMATION* out) {
-            const BOOL done = replacedGetFileInformationByHandle.original(file, out);
-            if (out->dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
-                out->dwFileAttributes |= FILE_ATTRIBUTE_REPARSE_POINT;
-            return done;
+    const auto expectRefused = [&] {
+        EXPECT_EQ(openLogWithoutLinks(path.c_str()), nullptr);
+        EXPECT_EQ(GetLastError(), DWORD{ERROR_ACCESS_DENIED});
+    };
+    for (const auto& [tag, place, link] : {std::tuple(0x9000101Au, 1, false),
+                                           {0x80000021u, 1, false},
+                                           {0x80000013u, 2, false},
+                                           {0xA0000003u, 1, true},
+                                           {0xA000000Cu, 2, true}}) {
+        int call = 0;
+        REPLACING(GetFileInformationByHandleEx, [&](HANDLE file, auto kind, LPVOID out,
+                                                    DWORD size) {
+            if (kind == FileAttributeTagInfo && ++call == place) {
+                *static_cast<FILE_ATTRIBUTE_TAG_INFO*>(out) = {FILE_ATTRIBUTE_REPARSE_POINT, tag};
+                return TRUE;
+            }
+            return replacedGetFileInformationByHandleEx.original(file, kind, out, size);
         });
-        REPLACING(GetFileInformationByHandleEx,
-                  [&](HANDLE, FILE_INFO_BY_HANDLE_CLASS, LPVOID out, DWORD) {
-                      static_cast<FILE_ATTRIBUTE_TAG_INFO*>(out)->ReparseTag = kind;
-                      return TRUE;
-                  });
-        FILE* log = openLogWithoutLinks(path.c_str());
-        EXPECT_EQ(log != nullptr, kind == 0x9000101A);
-        if (log) fclose(log);
+        if (link) {
+            expectRefused();
+            EXPECT_FALSE(fs::exists(path)) << "is left";
+        } else if (FILE* log = openLogWithoutLinks(path.c_str())) {
+            fclose(log);
+            EXPECT_TRUE(fs::remove(path));
+        } else {
+            ADD_FAILURE() << tag;
+        }
     }
-    FAILING(GetFileInformationByHandle, FALSE);
-    EXPECT_EQ(openLogWithoutLinks(path.c_str()), nullptr);
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_ACCESS_DENIED});
+    put("run.log", "kept");
+    fs::create_hard_link(path, folder + "\\second");
+    expectRefused();
+    fs::remove(folder + "\\second");
+    {
+        OF_ANOTHER_NAME;
+        expectRefused();
+        EXPECT_EQ(read(path), "kept");
+        fs::remove(path);
+        expectRefused();
+        EXPECT_FALSE(fs::exists(path)) << "is left";
+    }
+    // What the system cannot tell, as on some RAM disks, is no reason to refuse.
+    FAILING(GetFileInformationByHandleEx, FALSE);
+    FILE* log = openLogWithoutLinks(path.c_str());
+    EXPECT_NE(log, nullptr);
+    if (log) fclose(log);
 }
 
 #define EXPECT_NO_DEFAULT_LOG(room, ...)                    \

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <string>
 
 #include "services/programs/capture.h"
@@ -51,6 +52,24 @@ TEST_F(ProcessRunners, BothStreamsArriveUpToTheBound) {
             EXPECT_LE(text.size(), Capture::MOST_BYTES);
         }
     }
+}
+
+TEST_F(ProcessRunners, NothingRunsWhereNothingIsToBeStarted) {
+    const std::string batch = std::filesystem::temp_directory_path().string() + "zelkpmreg.bat";
+    std::ofstream(batch) << "@echo ran\n";
+    for (const std::string& command : {child("flood 100"), std::string("cmd /c echo ran"), batch}) {
+        EXPECT_FALSE(run(command).first.empty()) << "not run either way: " << command;
+        const StandardHandles standard;
+        const unsigned handles = countOpenHandles();
+        {
+            ProcessRunner runner(command.c_str(), false, false, false);
+            runner.startNothing();
+            EXPECT_EQ(runner.run(true, false), 0);
+            EXPECT_STREQ(runner.standardOutput(), "") << command;
+        }
+        EXPECT_LE(countOpenHandles(), handles);
+    }
+    std::filesystem::remove(batch);
 }
 
 TEST_F(ProcessRunners, CommandThatIsTooLongIsNotRun) {

@@ -51,7 +51,11 @@ class Attacks : public Machine {
         fs::current_path(start_);
     }
     std::string plant(const std::string& path, const std::string& kind = ".exe") const {
-        CopyFileA((scratch + "\\Plants\\bin\\plant" + kind).c_str(), path.c_str(), FALSE);
+        const std::string source = scratch + "\\Plants\\bin\\plant" + kind;
+        execute('"' + source + '"');
+        FreeLibrary(LoadLibraryA(source.c_str()));
+        EXPECT_TRUE(fs::remove(source + ".mark")) << "a plant leaves no mark where it is used";
+        EXPECT_TRUE(CopyFileA(source.c_str(), path.c_str(), FALSE)) << path;
         return path;
     }
     // With the log at its default place.
@@ -65,16 +69,16 @@ class Attacks : public Machine {
 };
 
 TEST_F(Attacks, ProgramsAndLibrariesOfTheUser) {
-    for (const char* program : {"\\x.exe", "\\regsvr32.exe"}) plant(att + program);
-    fs::create_directory(att + "\\x.exe.d");
+    for (const char* program : {"\\x.com", "\\regsvr32.exe"}) plant(att + program);
+    fs::create_directory(att + "\\x.company");  // the command is cut after ".com"
     for (const char* library : {"\\ZELKOSSE.dll", "\\shfolder.dll", "\\odbccp32.dll"})
         plant(att + library, ".dll");
     fs::current_path(att);
-    SetEnvironmentVariableA("TMP", (att + "\\x.exe.d").c_str());
+    SetEnvironmentVariableA("TMP", (att + "\\x.company").c_str());
     SetEnvironmentVariableA("PATH", (att + ';' + getenv("PATH")).c_str());
     SetEnvironmentVariableA("ComSpec", plant(att + "\\processor.exe").c_str());
     EXPECT_EQ(runWithDefaultLog("-c MYCOPY").code, 0);
-    EXPECT_TRUE(fs::is_empty(att + "\\x.exe.d"));
+    EXPECT_FALSE(fs::is_empty(att + "\\x.company"));
 
     // A command that the command processor runs when it starts, before the pause.
     constexpr char KEY[] = "Software\\Microsoft\\Command Processor";
@@ -90,33 +94,48 @@ TEST_F(Attacks, ProgramsAndLibrariesOfTheUser) {
 }
 
 // Another program fills the new file and links its copy's name, or points the folder elsewhere.
+// With -r there is time for it: the unregistration comes between the file and the command that
+// names it.
 TEST_F(Attacks, RacesForTheTemporaryFile) {
-    const std::string program = readFile(plant(att + "\\program")), junction = att + "\\junction";
+    const std::string program = plant(att + "\\program"), junction = att + "\\junction";
     const std::string one = scratch + "\\temp", two = att + "\\two";
     fs::create_directory(two);
     const bool junctions = makeJunction(junction, one);
-    for (int round = 0; round < 10; ++round) {
-        const bool byJunction = junctions && round % 4 < 2;
+    int planted = 0;
+    for (int round = 0; round < 6; ++round) {
+        const bool byJunction = junctions && round % 2 == 0;
         if (byJunction) SetEnvironmentVariableA("TMP", junction.c_str());
         std::jthread racing([&](const std::stop_token& stop) {
+            std::set<std::string> done;
             while (!stop.stop_requested()) {
                 for (const auto& found : fs::directory_iterator(one)) {
-                    if (found.path().extension() != ".tmp") continue;
                     const std::string name = found.path().filename().string();
+                    if (!name.ends_with(".tmp") || !done.insert(name).second) continue;
                     const std::string file = (byJunction ? two : one) + '\\' + name;
                     CreateHardLinkA((file + ".exe").c_str(), victim.c_str(), nullptr);
-                    std::ofstream(file, std::ios::binary) << program;
+                    CopyFileA(program.c_str(), file.c_str(), FALSE);
                     if (!byJunction) continue;
                     RemoveDirectoryA(junction.c_str());
                     makeJunction(junction, two);
                 }
             }
         });
-        EXPECT_EQ(run(round % 2 == 0 ? "-c MYCOPY" : "-u -c MYCOPY").code, 0);
+        EXPECT_EQ(run("-r -c MYCOPY").code, 0);
         racing = {};
         SetEnvironmentVariableA("TMP", one.c_str());
         if (byJunction && RemoveDirectoryA(junction.c_str())) makeJunction(junction, one);
+        for (const std::string& place : {one, two}) {
+            std::set<fs::path> files;  // as they are now
+            for (const auto& found : fs::directory_iterator(place)) files.insert(found.path());
+            for (const fs::path& file : files) {
+                EXPECT_NE(file.extension(), ".mark") << "a plant was used";
+                if (file.extension() != ".tmp") continue;
+                execute('"' + file.string() + '"');  // shows that the plant would have run
+                planted += fs::remove(file.string() + ".mark") && fs::remove(file);
+            }
+        }
     }
+    EXPECT_GT(planted, 0) << "no race was won";
     RemoveDirectoryA(junction.c_str());
     if (!junctions) GTEST_SKIP() << "There are no junctions here: the other races were run.";
 }

@@ -4,72 +4,55 @@
 
 #include <fcntl.h>
 #include <io.h>
+#include <winternl.h>
 
 #include <cstring>
 
 #include "services/files/plain_file.h"
 #include "services/owners.h"
 #include "services/path.h"
+#include "services/system_library.h"
 #include "services/text.h"
 
 namespace {
 
-// True for a folder that leads to another one. A cloud service such as OneDrive marks the folders
-// that it synchronizes as reparse points too, but they are the folders themselves.
-// Windows documentation: "Reparse Point Tags".
-bool isLink(HANDLE folder) {
-    BY_HANDLE_FILE_INFORMATION information = {};
-    if (!GetFileInformationByHandle(folder, &information)) return true;
-    if ((information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0) return false;
-    constexpr DWORD CLOUD_TAG = 0x9000001A;       // IO_REPARSE_TAG_CLOUD
-    constexpr DWORD CLOUD_TAG_MASK = 0xFFFF0FFF;  // without the number of the service
-    FILE_ATTRIBUTE_TAG_INFO tag = {};
-    return !GetFileInformationByHandleEx(folder, FileAttributeTagInfo, &tag, sizeof tag) ||
-           (tag.ReparseTag & CLOUD_TAG_MASK) != CLOUD_TAG;
+constexpr DWORD SHARE_ALL = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
+OwnedHandle openFolderOf(const char* path) {
+    char folder[PATH_BYTES];
+    copyText(folder, path);
+    cutLastComponent(folder);
+    // Without any right of its own: a folder may be one to write to and not to list.
+    OwnedHandle opened =
+        ownFile(CreateFileA(folder, 0, SHARE_ALL, nullptr, OPEN_EXISTING,
+                            FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+    // The error that opening the file itself would give.
+    if (GetLastError() == ERROR_FILE_NOT_FOUND) SetLastError(ERROR_PATH_NOT_FOUND);
+    return opened;
 }
 
-// Opens the folder so that neither it nor a folder above it can be renamed or deleted until the
-// handle is closed. Empty when it is a link.
-OwnedHandle holdFolder(const char* folder) {
-    OwnedHandle held = ownFile(CreateFileA(
-        folder, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
-        FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
-    if (held && isLink(held.get())) {
-        held.reset();
-        SetLastError(ERROR_ACCESS_DENIED);
-    }
-    return held;
-}
-
-// True when the file is at path. An empty folder can be turned into a link even while it is held; a
-// path through it then opens a file somewhere else.
-bool isAt(HANDLE file, const FinalPath& path) {
-    FinalPath opened;
-    return readFinalPath(file, opened) &&
-           CompareStringOrdinal(opened.text, -1, path.text, -1, TRUE) == CSTR_EQUAL;
-}
-
-// Opens or creates the file of that name in the folder, without following a link. Empty with
-// ERROR_ACCESS_DENIED when it is not a plain file there.
-OwnedHandle openInFolder(HANDLE folder, const char* name) {
-    FinalPath path;
-    if (!readFinalPath(folder, path)) return {};
-    const size_t length = wcslen(path.text);
-    path.text[length] = L'\\';
-    const int room = static_cast<int>(FinalPath::CHARACTERS - length - 1);
-    // Without room the conversion would only return the size that it needs.
-    if (room == 0 || MultiByteToWideChar(CP_ACP, 0, name, -1, path.text + length + 1, room) == 0) {
-        SetLastError(ERROR_FILENAME_EXCED_RANGE);
-        return {};
-    }
-    OwnedHandle file = ownFile(
-        CreateFileW(path.text, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                    OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
-    if (file && !(isPlainFile(file.get()) && isAt(file.get(), path))) {
-        file.reset();
-        SetLastError(ERROR_ACCESS_DENIED);
-    }
-    return file;
+// Opens or creates the file name in the folder, which is found by its handle: a path could lead
+// elsewhere by now. Does not follow a link. The error is a Windows code.
+// Windows documentation: "NtCreateFile".
+OwnedHandle openInFolder(HANDLE folder, const char* name, bool& created) {
+    const auto createFile = findNativeFunction<decltype(NtCreateFile)>("NtCreateFile");
+    wchar_t wide[PATH_BYTES];
+    const int length = MultiByteToWideChar(CP_ACP, 0, name, -1, wide, PATH_BYTES);
+    if (!createFile || length == 0) return {};
+    const auto bytes = static_cast<USHORT>((length - 1) * sizeof *wide);
+    UNICODE_STRING text = {bytes, bytes, wide};
+    OBJECT_ATTRIBUTES attributes;
+    InitializeObjectAttributes(&attributes, &text, OBJ_CASE_INSENSITIVE, folder, nullptr);
+    IO_STATUS_BLOCK block = {};
+    HANDLE file = nullptr;
+    const NTSTATUS status =
+        createFile(&file, FILE_GENERIC_WRITE | FILE_READ_ATTRIBUTES, &attributes, &block, nullptr,
+                   FILE_ATTRIBUTE_NORMAL, SHARE_ALL, FILE_OPEN_IF,
+                   FILE_SYNCHRONOUS_IO_NONALERT | FILE_NON_DIRECTORY_FILE | FILE_OPEN_REPARSE_POINT,
+                   nullptr, 0);
+    if (status < 0) SetLastError(toWindowsCode(status));
+    created = block.Information == FILE_CREATED;
+    return OwnedHandle(status < 0 ? nullptr : file);
 }
 
 }  // namespace
@@ -99,18 +82,17 @@ FILE* openLog(const char* path) {
 FILE* openLogWithoutLinks(const char* path) {
     const char* backslash = findLastBackslash(path);
     if (!backslash) return openLog(path);  // there is no default place, and this fails
-    char folder[PATH_BYTES];
-    copyText(folder, path);
-    cutLastComponent(folder);
-    const OwnedHandle held = holdFolder(folder);
-    if (!held) {
-        // The error that opening the file itself would give.
-        if (GetLastError() == ERROR_FILE_NOT_FOUND) SetLastError(ERROR_PATH_NOT_FOUND);
-        return nullptr;
+    const OwnedHandle folder = openFolderOf(path);
+    if (!folder) return nullptr;
+    bool created = false;
+    OwnedHandle file;
+    if (!isLink(folder.get())) {
+        file = openInFolder(folder.get(), backslash + 1, created);
+        if (!file) return nullptr;
     }
-    OwnedHandle file = openInFolder(held.get(), backslash + 1);
-    if (!file) return nullptr;
-    if (!SetEndOfFile(file.get())) {
+    // The name is checked because the folder can have become a link in between.
+    if (!file || !isPlainFile(file.get(), path) || !SetEndOfFile(file.get())) {
+        if (created) ownFile(ReOpenFile(file.get(), DELETE, SHARE_ALL, FILE_FLAG_DELETE_ON_CLOSE));
         SetLastError(ERROR_ACCESS_DENIED);
         return nullptr;
     }

@@ -13,7 +13,7 @@ void formatLogTime(const tm& time, char* out, size_t size);
 // reason.
 FILE* openLog(const char* path);
 
-// The same for a path that the user's programs without elevation can predict: neither the file nor
+// The same for a path that the user's programs without elevation can predict. Neither the file nor
 // its folder may be a link, through which the run would empty a file that only an administrator can
-// write to. Null with ERROR_ACCESS_DENIED when one of them is.
+// write to. Null with ERROR_ACCESS_DENIED when one of them is; nothing is left then.
 FILE* openLogWithoutLinks(const char* path);

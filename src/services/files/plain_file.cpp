@@ -1,20 +1,44 @@
 #include "services/files/plain_file.h"
 
-bool isPlainFile(HANDLE file) {
-    BY_HANDLE_FILE_INFORMATION information = {};
-    return GetFileType(file) == FILE_TYPE_DISK && GetFileInformationByHandle(file, &information) &&
-           information.nNumberOfLinks <= 1 &&
-           (information.dwFileAttributes &
-            (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT)) == 0;
+#include "services/path.h"
+
+namespace {
+
+// The path of an open file without its drive, as the system gives it.
+struct OpenedName {
+    FILE_NAME_INFO information;
+    wchar_t rest[1024];  // FileName goes on here
+};
+
+bool hasName(HANDLE file, const char* path) {
+    wchar_t name[PATH_BYTES];
+    const char* backslash = findLastBackslash(path);
+    OpenedName opened = {};
+    if (!GetFileInformationByHandleEx(file, FileNameInfo, &opened, sizeof opened)) {
+        return GetLastError() != ERROR_MORE_DATA;  // longer than any path that is written here
+    }
+    const int length =
+        MultiByteToWideChar(CP_ACP, 0, backslash ? backslash + 1 : path, -1, name, PATH_BYTES) - 1;
+    const auto whole = static_cast<int>(opened.information.FileNameLength / sizeof(wchar_t));
+    const wchar_t* end = opened.information.FileName + whole;
+    return length > 0 && length < whole && end[-length - 1] == L'\\' &&
+           CompareStringOrdinal(end - length, length, name, length, TRUE) == CSTR_EQUAL;
 }
 
-bool readFinalPath(HANDLE file, FinalPath& path) {
-    // On a network share the normalized form needs access to every folder of the path.
-    constexpr DWORD FORMS[] = {FILE_NAME_NORMALIZED, FILE_NAME_OPENED};
-    for (const DWORD form : FORMS) {
-        const DWORD length = GetFinalPathNameByHandleW(file, path.text, FinalPath::CHARACTERS,
-                                                       form | VOLUME_NAME_DOS);
-        if (length > 0 && length < FinalPath::CHARACTERS) return true;
-    }
-    return false;
+}  // namespace
+
+bool isLink(HANDLE file) {
+    FILE_ATTRIBUTE_TAG_INFO information = {};
+    return GetFileInformationByHandleEx(file, FileAttributeTagInfo, &information,
+                                        sizeof information) &&
+           (information.FileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 &&
+           IsReparseTagNameSurrogate(information.ReparseTag);
+}
+
+bool isPlainFile(HANDLE file, const char* path) {
+    FILE_STANDARD_INFO information = {};
+    const bool known =
+        GetFileInformationByHandleEx(file, FileStandardInfo, &information, sizeof information);
+    return GetFileType(file) == FILE_TYPE_DISK && !isLink(file) && hasName(file, path) &&
+           !(known && (information.Directory || information.NumberOfLinks > 1));
 }

@@ -1,20 +1,15 @@
-// Files in folders that other users, or the same user without elevation, can write to.
+// Files in folders that the same user's programs without elevation can write to. What the system
+// cannot tell, as on some RAM disks, is not taken for a sign of a plant.
 #pragma once
 
 #include <windows.h>
 
-#include "services/path.h"
+// True for a file or folder that stands for another name: a junction or a symbolic link, but not
+// what a cloud service such as OneDrive marks. The handle was opened without following a link.
+// Windows documentation: "IsReparseTagNameSurrogate".
+bool isLink(HANDLE file);
 
-// A path as GetFinalPathNameByHandleW returns it, without a link in it, and with "\\?\" before it.
-struct FinalPath {
-    static constexpr DWORD CHARACTERS = 1024;
-    wchar_t text[CHARACTERS] = L"";
-};
-
-// True for a file on a disk that is not itself a link and has no second name (hard link), so that
-// writing to it, or starting it, reaches no other file.
-bool isPlainFile(HANDLE file);
-
-// Writes the final path of an open file or folder to path; false when the system has none.
-// Windows documentation: "GetFinalPathNameByHandleW".
-bool readFinalPath(HANDLE file, FinalPath& path);
+// True for a file on a disk that is no link, has no second name (hard link), and has the name that
+// path ends in, so that writing to it, or deleting it, reaches no other file. A link above the file
+// can lead to a file of another name.
+bool isPlainFile(HANDLE file, const char* path);

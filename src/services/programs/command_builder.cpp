@@ -32,11 +32,6 @@ bool isBatch(const char* suffix) {
 
 }  // namespace
 
-bool holdsProgramSuffix(const char* text) {
-    const char* suffix = nullptr;
-    return findProgramEnd(text, &suffix) != nullptr;
-}
-
 int32_t buildCommandLine(const char* command, ShortenPath shorten, char* out, size_t size) {
     const char* suffix = nullptr;
     const char* rest = findProgramEnd(command, &suffix);

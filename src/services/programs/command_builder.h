@@ -15,7 +15,3 @@ using ShortenPath = void (*)(char* path, size_t size);
 // command with none of them is taken as it stands. Returns TEXT_OK, or TEXT_CUT when the command
 // does not fit; out must not be run then.
 int32_t buildCommandLine(const char* command, ShortenPath shorten, char* out, size_t size);
-
-// True when text holds one of the suffixes, in upper or lower case: a command with such a text
-// before its program's own suffix would be cut there.
-bool holdsProgramSuffix(const char* text);

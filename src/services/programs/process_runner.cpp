@@ -113,14 +113,21 @@ bool ProcessRunner::startProcess() {
     startup.wShowWindow = SW_HIDE;
     startup.hStdOutput = stdoutWrite.get();
     startup.hStdError = stderrWrite.get();
+    // A 16-bit program would otherwise run in a process that is there already and not suspended.
+    const DWORD flags = startsNothing ? CREATE_SUSPENDED | CREATE_SEPARATE_WOW_VDM : 0;
     PROCESS_INFORMATION information = {};
-    if (!CreateProcessA(nullptr, commandLine, nullptr, nullptr, TRUE, NORMAL_PRIORITY_CLASS,
+    if (!CreateProcessA(nullptr, commandLine, nullptr, nullptr, TRUE, NORMAL_PRIORITY_CLASS | flags,
                         nullptr, workingDirectory, &startup, &information)) {
         return false;
     }
     process.reset(information.hProcess);
     const OwnedHandle mainThread(information.hThread);
-    return true;
+    if (!startsNothing) return true;
+    if (TerminateProcess(process.get(), ERROR_BAD_EXE_FORMAT)) {
+        WaitForSingleObject(process.get(), INFINITE);
+    }
+    process.reset();
+    return false;
 }
 
 // Waits until the program ends and closes the write ends, so that the readers can end too.

@@ -17,6 +17,12 @@ class ProcessRunner {
     ProcessRunner& operator=(const ProcessRunner&) = delete;
     ~ProcessRunner() { cleanup(); }
 
+    // For a command that names a file without contents, which Windows refuses to start: call it
+    // before run. A program that is started all the same is somebody else's. It is ended before its
+    // first instruction and counts as one that cannot be started.
+    // Windows documentation: "Process Creation Flags".
+    void startNothing() { startsNothing = true; }
+
     // Starts the program and, with wait set, waits until it ends. Returns 0, the error of starting
     // the reader of standard error, or ERROR_FILENAME_EXCED_RANGE for a command that is too long.
     // A program that fails, or that cannot be started, also gives 0: its exit code is never read.
@@ -62,6 +68,7 @@ class ProcessRunner {
     ThreadRecord stderrReader;
     Shared* shared = nullptr;  // what the readers and this object both use
     bool started = false;
+    bool startsNothing = false;
     DWORD waitTimeout = INFINITE;
     const char* workingDirectory = nullptr;  // null: the child inherits this process's
 };
