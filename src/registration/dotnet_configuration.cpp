@@ -3,7 +3,7 @@
 #include <windows.h>
 
 #include "run/messages.h"
-#include "run/once.h"
+#include "run/mode.h"
 #include "run/package_names.h"
 #include "run/run_settings.h"
 #include "run/version.h"
@@ -20,7 +20,7 @@ constexpr size_t ROOT_BYTES = 256;
 constexpr size_t COMMAND_BYTES = 2568;
 constexpr char TEMPORARY_PREFIX[] = "ZELKRC";
 
-Once unregistrationFirst;
+bool hasUnregistered = false;  // -r unregisters at most once in a process
 
 bool copyTool(const char* installDirectory, const char* temporaryName) {
     char copy[PATH_BYTES];
@@ -31,13 +31,13 @@ bool copyTool(const char* installDirectory, const char* temporaryName) {
            copyWithoutLinks(tool, copy);
 }
 
-// Runs the command and prints the result. The command names the temporary file itself, which is
-// empty, and not the ".exe" copy beside it: this is required. So nothing is to be started.
+// Runs the command and prints the result. Required: the command names the temporary file itself,
+// which is empty, and not the ".exe" copy beside it. So nothing is to be started.
 int runTool(int mode, const char* installDirectory, const char* temporaryName) {
     char command[COMMAND_BYTES] = "";
     formatText(command, sizeof command,
                "\"%s\" %s -level " ZELK_VERSION " -zelkpath \"%s\" -logfile zelknmpcfg.log",
-               temporaryName, mode == 0 ? "-register" : "-unregister", installDirectory);
+               temporaryName, mode == REGISTER ? "-register" : "-unregister", installDirectory);
     sayVerbose(MSG_DOTNET_COMMAND, command);
     ProcessRunner runner(command, false, false, false);
     runner.startNothing();
@@ -46,9 +46,10 @@ int runTool(int mode, const char* installDirectory, const char* temporaryName) {
     const Decimal code(result);
     sayVerbose(MSG_DOTNET_RESULT, code.text);
     if (result == 0) {
-        say(mode == 0 ? MSG_DOTNET_REGISTERED : MSG_DOTNET_UNREGISTERED);
+        say(mode == REGISTER ? MSG_DOTNET_REGISTERED : MSG_DOTNET_UNREGISTERED);
     } else {
-        say(mode == 0 ? MSG_DOTNET_REGISTER_FAILED : MSG_DOTNET_UNREGISTER_FAILED, code.text);
+        say(mode == REGISTER ? MSG_DOTNET_REGISTER_FAILED : MSG_DOTNET_UNREGISTER_FAILED,
+            code.text);
     }
     return result;
 }
@@ -82,11 +83,12 @@ int runDotNetConfigurationTool(int mode, const char* installDirectory, bool make
         say(MSG_DOTNET_NOT_COPIED);
         return DOTNET_TOOL_NOT_COPIED;
     }
-    if (mode == 0 && replaceExisting && unregistrationFirst.first()) {
-        runDotNetConfigurationTool(1, folder, makeDefault);
+    if (mode == REGISTER && replaceExisting && !hasUnregistered) {
+        hasUnregistered = true;
+        runDotNetConfigurationTool(UNREGISTER, folder, makeDefault);
     }
     const int result = runTool(mode, folder, temporaryName);
-    // The ".exe" copy stays in the temporary folder. This is required.
+    // Required: the ".exe" copy stays in the temporary folder.
     removeTempFile(temporaryName);
     return result;
 }

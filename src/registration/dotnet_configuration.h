@@ -10,7 +10,7 @@ constexpr int DOTNET_TOOL_NOT_COPIED = -114;
 // 256 bytes. The text is empty when the value cannot be read. False leaves out unchanged.
 bool findDotNetFrameworkRoot(char* out);
 
-// mode 0 registers, with replaceExisting (-r) after unregistering once per process; mode 1
-// unregisters. installDirectory may end in a backslash; makeDefault has no effect. Prints its
-// result. Returns 0 or one of the codes above; the tool's own exit code is not read.
+// REGISTER, with replaceExisting (-r) after unregistering once per process, or UNREGISTER.
+// installDirectory may end in a backslash; makeDefault has no effect. Prints its result. Returns 0
+// or one of the codes above; the tool's own exit code is not read.
 int runDotNetConfigurationTool(int mode, const char* installDirectory, bool makeDefault);

@@ -77,7 +77,7 @@ int makeTempFileName(const char* prefix, char* out) {
     if (out[0] == '\0') return 0;
 
     // With room for three characters the call only returns the size that it would need, so the name
-    // keeps its long form. That is required: the command shows the name as it was made.
+    // keeps its long form. Required: the command shows the name as it was made.
     constexpr DWORD TOO_SMALL = 4;
     return GetShortPathNameA(out, out, TOO_SMALL) == 0 ? -1 : 0;
 }

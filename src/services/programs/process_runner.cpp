@@ -41,9 +41,9 @@ int ProcessRunner::run(bool wait, bool) {
     const HANDLE savedError = GetStdHandle(STD_ERROR_HANDLE);
     const int result = runRedirected(wait);
     SetStdHandle(STD_OUTPUT_HANDLE, savedOutput);
-    // The output slot again. This is required: after a run the process's standard output is what
-    // its standard error was, and the error slot keeps the closed pipe end. Neither call affects
-    // the C runtime's own streams.
+    // Required: the output slot again. After a run the process's standard output is what its
+    // standard error was, and the error slot keeps the closed pipe end. Neither call affects the C
+    // runtime's own streams.
     SetStdHandle(STD_OUTPUT_HANDLE, savedError);
     return result;
 }
