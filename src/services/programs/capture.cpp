@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
-Capture::Capture(OwnedBuffer& text) : text_(text) {
+void Capture::open() {
     constexpr size_t FIRST_BYTES = 1024;
     text_.reset(static_cast<char*>(calloc(FIRST_BYTES, 1)));
     capacity_ = text_ ? FIRST_BYTES : 0;

@@ -10,6 +10,8 @@
 
 namespace {
 
+constexpr DWORD POLL_MS = 100;
+
 void shortenInPlace(char* path, size_t size) {
     char shortPath[PATH_BYTES];
     if (toShortPath(path, shortPath) == 0) copyText(path, size, shortPath);
@@ -20,20 +22,23 @@ void shortenInPlace(char* path, size_t size) {
 struct ProcessRunner::Shared {
     std::atomic<unsigned char> stopFlag{0};  // 1 asks the readers to stop
     std::atomic<DWORD> lastRead{0};          // tick count of the last bytes
-    OwnedBuffer stdoutText;
-    OwnedBuffer stderrText;
+    Capture captures[STREAMS];
 };
 
 // The argument of a reader thread, which owns it.
 struct ProcessRunner::Reader {
-    OwnedBuffer* store;
     OwnedHandle pipe;
     Shared* shared;
+    Capture* capture;
 };
 
 ProcessRunner::ProcessRunner(const char* command, bool, bool, bool)
     : formatted(buildCommandLine(command, shortenInPlace, commandLine, sizeof commandLine) ==
                 TEXT_OK) {}
+
+ProcessRunner::~ProcessRunner() {
+    cleanup();
+}
 
 int ProcessRunner::run(bool wait, bool) {
     if (!formatted) return ERROR_FILENAME_EXCED_RANGE;  // a cut command is another command
@@ -49,14 +54,13 @@ int ProcessRunner::run(bool wait, bool) {
 }
 
 int ProcessRunner::runRedirected(bool wait) {
-    OwnedHandle stdoutRead;
-    OwnedHandle stderrRead;
-    if (!preparePipes(stdoutRead, stderrRead)) return 0;
-    shared = makeObject<Shared>().release();
+    OwnedHandle readEnds[STREAMS];
+    if (!preparePipes(readEnds)) return 0;
+    shared = makeObject<Shared>();
     if (!shared) return reportThreadFailure(THREAD_NO_MEMORY);
 
-    startReader(std::move(stdoutRead), shared->stdoutText, stdoutReader);
-    const int result = startReader(std::move(stderrRead), shared->stderrText, stderrReader);
+    startReader(OUTPUT, std::move(readEnds[OUTPUT]));
+    const int result = startReader(ERROR_OUTPUT, std::move(readEnds[ERROR_OUTPUT]));
     const bool running = startProcess();
     if (wait || !running) awaitProcess();
     started = true;
@@ -64,29 +68,30 @@ int ProcessRunner::runRedirected(bool wait) {
     return result;
 }
 
-bool ProcessRunner::preparePipes(OwnedHandle& stdoutRead, OwnedHandle& stderrRead) {
+bool ProcessRunner::preparePipes(OwnedHandle (&readEnds)[STREAMS]) {
+    constexpr DWORD SLOTS[STREAMS] = {STD_OUTPUT_HANDLE, STD_ERROR_HANDLE};
     SECURITY_ATTRIBUTES inheritable = {sizeof inheritable, nullptr, TRUE};
-    OwnedHandle stdoutFirst;
-    OwnedHandle stderrFirst;
-    if (!CreatePipe(stdoutFirst.put(), stdoutWrite.put(), &inheritable, 0) ||
-        !CreatePipe(stderrFirst.put(), stderrWrite.put(), &inheritable, 0) ||
-        !SetStdHandle(STD_OUTPUT_HANDLE, stdoutWrite.get()) ||
-        !SetStdHandle(STD_ERROR_HANDLE, stderrWrite.get())) {
-        return false;
-    }
-    // The child must not inherit the read ends, which would keep its own pipes open.
     const HANDLE self = GetCurrentProcess();
-    return DuplicateHandle(self, stdoutFirst.get(), self, stdoutRead.put(), 0, FALSE,
-                           DUPLICATE_SAME_ACCESS) &&
-           DuplicateHandle(self, stderrFirst.get(), self, stderrRead.put(), 0, FALSE,
-                           DUPLICATE_SAME_ACCESS);
+    for (int i = 0; i < STREAMS; ++i) {
+        OwnedHandle first;
+        OwnedHandle& write = streams[i].write;
+        // The child must not inherit the read ends, which would keep its own pipes open.
+        if (!CreatePipe(first.put(), write.put(), &inheritable, 0) ||
+            !SetStdHandle(SLOTS[i], write.get()) ||
+            !DuplicateHandle(self, first.get(), self, readEnds[i].put(), 0, FALSE,
+                             DUPLICATE_SAME_ACCESS)) {
+            return false;
+        }
+    }
+    return true;
 }
 
-int ProcessRunner::startReader(OwnedHandle pipe, OwnedBuffer& store, ThreadRecord& record) {
-    auto reader = makeObject<Reader>(&store, std::move(pipe), shared);
+int ProcessRunner::startReader(int stream, OwnedHandle readEnd) {
+    auto reader =
+        makeObject<Reader>(std::move(readEnd), shared.get(), &shared.get()->captures[stream]);
     if (!reader) return reportThreadFailure(THREAD_NO_MEMORY);
     // Without its reader the pipe closes, so that the child's writes fail instead of waiting.
-    const int result = startThread(readPipe, reader.get(), record);
+    const int result = startThread(readPipe, reader.get(), streams[stream].reader);
     if (result == 0) reader.release();
     return result;
 }
@@ -94,14 +99,13 @@ int ProcessRunner::startReader(OwnedHandle pipe, OwnedBuffer& store, ThreadRecor
 unsigned ProcessRunner::readPipe(void* argument) {
     const OwnedObject<Reader> owned(static_cast<Reader*>(argument));
     const Reader& reader = *owned.get();
-    Shared& state = *reader.shared;
-    Capture capture(*reader.store);
+    reader.capture->open();
     char bytes[512];
     DWORD count = 0;
     while (ReadFile(reader.pipe.get(), bytes, sizeof bytes, &count, nullptr) && count > 0 &&
-           state.stopFlag != 1) {
-        state.lastRead = GetTickCount();
-        capture.append(bytes, count);
+           reader.shared->stopFlag != 1) {
+        reader.shared->lastRead = GetTickCount();
+        reader.capture->append(bytes, count);
     }
     return 0;
 }
@@ -111,8 +115,8 @@ bool ProcessRunner::startProcess() {
     startup.cb = sizeof startup;
     startup.dwFlags = STARTF_USESTDHANDLES | STARTF_USESHOWWINDOW;
     startup.wShowWindow = SW_HIDE;
-    startup.hStdOutput = stdoutWrite.get();
-    startup.hStdError = stderrWrite.get();
+    startup.hStdOutput = streams[OUTPUT].write.get();
+    startup.hStdError = streams[ERROR_OUTPUT].write.get();
     // A 16-bit program would otherwise run in a process that is there already and not suspended.
     const DWORD flags = startsNothing ? CREATE_SUSPENDED | CREATE_SEPARATE_WOW_VDM : 0;
     PROCESS_INFORMATION information = {};
@@ -132,23 +136,23 @@ bool ProcessRunner::startProcess() {
 
 // Waits until the program ends and closes the write ends, so that the readers can end too.
 void ProcessRunner::awaitProcess() {
-    if (WaitForSingleObject(process.get(), waitTimeout) != WAIT_OBJECT_0) {
-        // There is no program, or it cannot be waited for: wake the readers.
+    const bool ended = WaitForSingleObject(process.get(), waitTimeout) == WAIT_OBJECT_0;
+    // There is no program, or it cannot be waited for: wake the readers.
+    if (!ended) shared.get()->stopFlag = 1;
+    for (Stream& stream : streams) {
         constexpr char ZEROS[3] = {};
         DWORD written = 0;
-        shared->stopFlag = 1;
-        WriteFile(stdoutWrite.get(), ZEROS, sizeof ZEROS, &written, nullptr);
-        WriteFile(stderrWrite.get(), ZEROS, sizeof ZEROS, &written, nullptr);
+        if (!ended) WriteFile(stream.write.get(), ZEROS, sizeof ZEROS, &written, nullptr);
+        stream.write.reset();
     }
-    stdoutWrite.reset();
-    stderrWrite.reset();
 }
 
 bool ProcessRunner::readersEndWithin(DWORD milliseconds) const {
-    HANDLE handles[2];
+    HANDLE handles[STREAMS];
     DWORD count = 0;
-    if (stdoutReader.handle) handles[count++] = stdoutReader.handle.get();
-    if (stderrReader.handle) handles[count++] = stderrReader.handle.get();
+    for (const Stream& stream : streams) {
+        if (stream.reader.handle) handles[count++] = stream.reader.handle.get();
+    }
     if (count == 0) return true;
     const DWORD result = WaitForMultipleObjects(count, handles, TRUE, milliseconds);
     // A wait that failed says nothing about the readers, which may still be running.
@@ -156,51 +160,60 @@ bool ProcessRunner::readersEndWithin(DWORD milliseconds) const {
     return result < WAIT_OBJECT_0 + count;
 }
 
-void ProcessRunner::cancelReads() {
-    shared->stopFlag = 1;
-    if (stdoutReader.handle) CancelSynchronousIo(stdoutReader.handle.get());
-    if (stderrReader.handle) CancelSynchronousIo(stderrReader.handle.get());
+// Waits for the end of both streams. False when they stay open after the program has ended: it can
+// leave another program behind that inherited its pipes, and nobody waits for that.
+bool ProcessRunner::awaitReaders() {
+    constexpr DWORD LONGEST = READER_JOIN_TIMEOUT_MS - READER_CANCEL_TIMEOUT_MS - POLL_MS;
+    while (process && WaitForSingleObject(process.get(), 0) == WAIT_TIMEOUT) {
+        if (readersEndWithin(POLL_MS)) return true;
+    }
+    const DWORD ended = GetTickCount();
+    for (DWORD idle = 0, sinceEnd = 0; idle < READER_IDLE_TIMEOUT_MS && sinceEnd < LONGEST;) {
+        if (readersEndWithin(POLL_MS)) return true;
+        const DWORD lastRead = shared.get()->lastRead;  // before now, which must be the later one
+        const DWORD now = GetTickCount();
+        sinceEnd = now - ended;
+        idle = std::min<DWORD>(sinceEnd, now - lastRead);
+    }
+    return false;
 }
 
-// A read that cannot be cancelled blocks its thread. The threads keep what they share with this
-// object, which is therefore never freed, until the process ends.
-void ProcessRunner::giveReadersUp() {
-    stdoutReader.handle.reset();
-    stderrReader.handle.reset();
-    shared = nullptr;
+// Cancels the reads, again and again: a reader may have been between two of them. False when a
+// reader does not return.
+bool ProcessRunner::cancelReaders() {
+    shared.get()->stopFlag = 1;
+    const DWORD start = GetTickCount();
+    do {
+        for (const Stream& stream : streams) {
+            if (stream.reader.handle) CancelSynchronousIo(stream.reader.handle.get());
+        }
+        if (readersEndWithin(POLL_MS)) return true;
+    } while (GetTickCount() - start < READER_CANCEL_TIMEOUT_MS);
+    return false;
 }
 
 void ProcessRunner::joinReaders() {
-    constexpr DWORD POLL_MS = 100;
-    constexpr DWORD CANCEL_AT = READER_JOIN_TIMEOUT_MS - READER_CANCEL_TIMEOUT_MS - POLL_MS;
     if (!shared) return;
-    DWORD ended = GetTickCount();
-    DWORD cancelled = 0;  // milliseconds after ended; 0 before the first cancellation
-    while (!readersEndWithin(POLL_MS)) {
-        const DWORD lastRead = shared->lastRead;  // read before now, so that now is the later one
-        const DWORD now = GetTickCount();
-        if (process && WaitForSingleObject(process.get(), 0) == WAIT_TIMEOUT) {
-            ended = now;
-            continue;
-        }
-        // A program can leave another one behind that inherited its pipes; nobody waits for that.
-        const DWORD sinceEnd = now - ended;
-        const DWORD idle = std::min<DWORD>(sinceEnd, now - lastRead);
-        if (cancelled == 0 && idle < READER_IDLE_TIMEOUT_MS && sinceEnd < CANCEL_AT) continue;
-        if (cancelled == 0) cancelled = sinceEnd;
-        if (sinceEnd - cancelled >= READER_CANCEL_TIMEOUT_MS) return giveReadersUp();
-        cancelReads();  // in every round: a reader may have been between two reads
+    if (awaitReaders() || cancelReaders()) {
+        for (Stream& stream : streams) joinThread(stream.reader);
+        return;
     }
-    joinThread(stdoutReader);
-    joinThread(stderrReader);
+    // A read that cannot be cancelled blocks its thread. The threads keep what they share with this
+    // object, which is therefore never freed, until the process ends.
+    for (Stream& stream : streams) stream.reader.handle.reset();
+    shared.release();
+}
+
+const char* ProcessRunner::text(int stream) const {
+    return shared ? shared.get()->captures[stream].text() : nullptr;
 }
 
 const char* ProcessRunner::standardOutput() const {
-    return shared ? shared->stdoutText.get() : nullptr;
+    return text(OUTPUT);
 }
 
 const char* ProcessRunner::standardError() const {
-    return shared ? shared->stderrText.get() : nullptr;
+    return text(ERROR_OUTPUT);
 }
 
 void ProcessRunner::cleanup() {
@@ -208,7 +221,6 @@ void ProcessRunner::cleanup() {
         joinReaders();
         process.reset();
     }
-    stdoutWrite.reset();
-    stderrWrite.reset();
-    const OwnedObject<Shared> released(std::exchange(shared, nullptr));
+    for (Stream& stream : streams) stream.write.reset();
+    shared.reset();
 }

@@ -15,7 +15,7 @@ class ProcessRunner {
     ProcessRunner(const char* command, bool wrapperMode, bool wrapperFlag1, bool wrapperFlag2);
     ProcessRunner(const ProcessRunner&) = delete;
     ProcessRunner& operator=(const ProcessRunner&) = delete;
-    ~ProcessRunner() { cleanup(); }
+    ~ProcessRunner();
 
     // For a command that names a file without contents, which Windows refuses to start: call it
     // before run. A program that is started all the same is somebody else's. It is ended before its
@@ -29,9 +29,9 @@ class ProcessRunner {
     // Afterwards the process's standard output handle is the one that standard error was.
     int run(bool wait, bool unused);
 
-    // Waits for the readers, at most READER_JOIN_TIMEOUT_MS after the program's end, even when
-    // another process still holds the pipes. Afterwards the texts are complete, or null when a
-    // reader did not return and was given up.
+    // Waits for the readers, at most READER_JOIN_TIMEOUT_MS after the program's end,
+    // even when another process still holds the pipes. Afterwards the texts are complete, or null
+    // when a reader did not return and was given up.
     void joinReaders();
 
     // Joins the readers and releases everything; further calls do nothing.
@@ -43,30 +43,35 @@ class ProcessRunner {
 
     static constexpr DWORD READER_IDLE_TIMEOUT_MS = 2000;    // without a byte, after the end
     static constexpr DWORD READER_CANCEL_TIMEOUT_MS = 1000;  // for a cancelled read to return
-    static constexpr DWORD READER_JOIN_TIMEOUT_MS = 30000;   // in all
+    static constexpr DWORD READER_JOIN_TIMEOUT_MS =
+        30000;  // after the end, before reads are cancelled
 
   private:
+    enum { OUTPUT, ERROR_OUTPUT, STREAMS };
+    // One of the two output streams of the program.
+    struct Stream {
+        OwnedHandle write;  // this process's end, until the program has ended
+        ThreadRecord reader;
+    };
     struct Shared;
     struct Reader;
 
     int runRedirected(bool wait);
-    bool preparePipes(OwnedHandle& stdoutRead, OwnedHandle& stderrRead);
-    int startReader(OwnedHandle pipe, OwnedBuffer& store, ThreadRecord& record);
+    bool preparePipes(OwnedHandle (&readEnds)[STREAMS]);
+    int startReader(int stream, OwnedHandle readEnd);
     bool startProcess();
     void awaitProcess();
     bool readersEndWithin(DWORD milliseconds) const;
-    void cancelReads();
-    void giveReadersUp();
+    bool awaitReaders();
+    bool cancelReaders();
     static unsigned readPipe(void* argument);
+    const char* text(int stream) const;
 
     char commandLine[COMMAND_LINE_BYTES] = "";
     bool formatted = false;  // commandLine holds the whole command
-    OwnedHandle stdoutWrite;
-    OwnedHandle stderrWrite;
+    Stream streams[STREAMS];
     OwnedHandle process;
-    ThreadRecord stdoutReader;
-    ThreadRecord stderrReader;
-    Shared* shared = nullptr;  // what the readers and this object both use
+    OwnedObject<Shared> shared;  // what the readers and this object both use
     bool started = false;
     bool startsNothing = false;
     DWORD waitTimeout = INFINITE;
