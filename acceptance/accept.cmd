@@ -48,6 +48,7 @@ mkdir "%state%\temp"
 set "TMP=%state%\temp"
 set "TEMP=%state%\temp"
 for %%p in (unit module program) do "%checks%" run %%p_tests "%here%tests\%%p_tests.exe"
+"%checks%" differences
 call :export after
 "%checks%" compare Registry.Unchanged "%state%\before" "%state%\after"
 call :put_back

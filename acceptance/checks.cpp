@@ -1,11 +1,14 @@
 // What accept.cmd cannot do itself: runs a test program with time limits and prints a line for each
 // of its cases, and compares two exports of the registry.
 //   checks run NAME PROGRAM         runs all cases, or those that ZELK_CASES selects
+//   checks differences              says where this machine does what Wine does, or Windows
 //   checks compare NAME OLD NEW     names the values of exported keys that are not the same
 //   checks clean OLD NEW            removes keys and values that are in NEW only
 //   checks about                    prints versions
 //   checks total                    prints the sums, and ends with 0 if nothing failed
 // The current folder is that of the report; each check is a line of checks.txt there, too.
+#include "acceptance/checks.h"
+
 #include <windows.h>
 
 #include <cstdio>
@@ -18,10 +21,7 @@
 #include <string>
 #include <vector>
 
-namespace {
-
-constexpr ULONGLONG CASE_LIMIT = 120000, PROGRAM_LIMIT = 600000;  // milliseconds
-constexpr DWORD DOES_NOT_END = 0xDEAD;
+#include "services/owners.h"
 
 void report(const std::string& line) {
     puts(line.c_str());
@@ -29,121 +29,116 @@ void report(const std::string& line) {
     std::ofstream("checks.txt", std::ios::app) << line << '\n';
 }
 
-std::string seconds(ULONGLONG milliseconds) {
-    char text[40];
-    snprintf(text, sizeof text, " (%.1f s)", static_cast<double>(milliseconds) / 1000);
-    return text;
-}
+namespace {
 
-// Reads what a test program prints.
-class Cases {
-  public:
-    void line(const std::string& text) {
-        const std::string rest = text.size() > 13 ? text.substr(13) : "";
-        const std::string name = rest.substr(0, rest.find_first_of(" ,"));
-        if (text.starts_with("[ RUN      ]")) {
-            running = name;
-            seen += ':' + name;
-            start = GetTickCount64();
-        } else if (text.starts_with("[ SEEN     ]")) {
-            report(rest);
-        } else if (name != running || name.empty()) {
-            if (!text.empty()) last_ = text;
-        } else if (text.starts_with("[       OK ]")) {
-            end("ok      ");
-        } else if (text.starts_with("[  SKIPPED ]")) {
-            end("skipped ", ": " + last_);
-        } else if (text.starts_with("[  FAILED  ]")) {
-            end("FAILED  ");
-        }
-    }
-    void end(const char* state, const std::string& reason = "") {
-        report(state + running + seconds(GetTickCount64() - start) + reason);
-        running.clear();
-    }
-    std::string running, seen;
-    ULONGLONG start = GetTickCount64();
+constexpr ULONGLONG CASE_LIMIT = 120000, PROGRAM_LIMIT = 600000;  // milliseconds
+constexpr DWORD DOES_NOT_END = 0xDEAD;
 
-  private:
-    std::string last_;
+struct Ended {
+    DWORD code;
+    std::string output;  // standard output and standard error
 };
 
-// Runs a program until it ends, or a limit does. Nothing that it started outlives it.
-DWORD runOnce(const std::wstring& program, std::wstring command, Cases& cases, std::ofstream& log,
-              ULONGLONG end) {
+// Runs a program until it ends, or the limit does. Nothing that it started outlives it.
+Ended runProgram(const std::wstring& program, const std::string& options, ULONGLONG limit) {
     SECURITY_ATTRIBUTES inheritable = {sizeof inheritable, nullptr, TRUE};
-    HANDLE in = nullptr, out = nullptr;
-    CreatePipe(&in, &out, &inheritable, 1 << 16);
-    SetHandleInformation(in, HANDLE_FLAG_INHERIT, 0);
+    OwnedHandle in, out;
+    CreatePipe(in.put(), out.put(), &inheritable, 1 << 16);
+    SetHandleInformation(in.get(), HANDLE_FLAG_INHERIT, 0);
+    OwnedHandle nothing(
+        CreateFileW(L"NUL", GENERIC_READ, 0, &inheritable, OPEN_EXISTING, 0, nullptr));
     STARTUPINFOW startup = {};
     startup.cb = sizeof startup;
     startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdOutput = startup.hStdError = out;
-    startup.hStdInput =
-        CreateFileW(L"NUL", GENERIC_READ, 0, &inheritable, OPEN_EXISTING, 0, nullptr);
-    const HANDLE job = CreateJobObjectW(nullptr, nullptr);
+    startup.hStdOutput = startup.hStdError = out.get();
+    startup.hStdInput = nothing.get();
+    const OwnedHandle job(CreateJobObjectW(nullptr, nullptr));
     JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits = {};
     limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
-    SetInformationJobObject(job, JobObjectExtendedLimitInformation, &limits, sizeof limits);
+    SetInformationJobObject(job.get(), JobObjectExtendedLimitInformation, &limits, sizeof limits);
     PROCESS_INFORMATION process = {};
+    std::wstring command = L'"' + program + L'"' + std::wstring(options.begin(), options.end());
+    const ULONGLONG end = GetTickCount64() + limit;
     if (!CreateProcessW(program.c_str(), command.data(), nullptr, nullptr, TRUE, CREATE_SUSPENDED,
                         nullptr, nullptr, &startup, &process))
-        return GetLastError();
-    AssignProcessToJobObject(job, process.hProcess);
-    ResumeThread(process.hThread);
-    CloseHandle(out);
-    CloseHandle(startup.hStdInput);
+        return {GetLastError(), "could not be started"};
+    const OwnedHandle running(process.hProcess), thread(process.hThread);
+    AssignProcessToJobObject(job.get(), running.get());
+    ResumeThread(thread.get());
+    out.reset();
 
-    std::string text;
+    Ended result = {};
     for (bool ended = false; !ended;) {
-        ended = WaitForSingleObject(process.hProcess, 20) == WAIT_OBJECT_0;
-        if (const ULONGLONG now = GetTickCount64(); now > end || now > cases.start + CASE_LIMIT) {
-            TerminateJobObject(job, DOES_NOT_END);
-            ended = WaitForSingleObject(process.hProcess, 10000) == WAIT_OBJECT_0;
+        ended = WaitForSingleObject(running.get(), 20) == WAIT_OBJECT_0;
+        if (!ended && GetTickCount64() > end) {
+            TerminateJobObject(job.get(), DOES_NOT_END);
+            ended = WaitForSingleObject(running.get(), 10000) == WAIT_OBJECT_0;
         }
-        for (DWORD size = 0; PeekNamedPipe(in, nullptr, 0, nullptr, &size, nullptr) && size > 0;) {
+        for (DWORD size = 0;
+             PeekNamedPipe(in.get(), nullptr, 0, nullptr, &size, nullptr) && size > 0;) {
             char part[4096];
-            ReadFile(in, part, sizeof part, &size, nullptr);
-            log.write(part, static_cast<std::streamsize>(size)).flush();
-            text.append(part, size);
-        }
-        for (size_t at; (at = text.find('\n')) != text.npos; text.erase(0, at + 1)) {
-            const std::string line = text.substr(0, at);
-            cases.line(line.substr(0, line.find_last_not_of('\r') + 1));
+            ReadFile(in.get(), part, sizeof part, &size, nullptr);
+            result.output.append(part, size);
         }
     }
-    DWORD code = 0;
-    GetExitCodeProcess(process.hProcess, &code);
-    for (const HANDLE handle : {process.hThread, process.hProcess, job, in}) CloseHandle(handle);
-    return code;
+    GetExitCodeProcess(running.get(), &result.code);
+    std::erase(result.output, '\r');
+    return result;
 }
 
-// A case that crashes or does not end has failed; the next start of the program goes on after it.
+// The names of the cases, from what a program prints for --gtest_list_tests.
+std::vector<std::string> casesIn(const std::string& list) {
+    std::vector<std::string> names;
+    std::istringstream lines(list);
+    std::string suite;
+    for (std::string line; getline(lines, line);) {
+        if (line.starts_with("  ")) names.push_back(suite + line.substr(2));
+        if (line.ends_with('.')) suite = line;
+    }
+    return names;
+}
+
+// "ok", "skipped: reason" or "FAILED: reason": what a case did that had a program to itself.
+std::string outcomeOf(const Ended& run) {
+    if (run.code == DOES_NOT_END) return "FAILED: does not end";
+    const size_t skipped = run.output.find(": Skipped\n");
+    if (run.code == 0 && skipped != run.output.npos) {
+        const size_t reason = skipped + sizeof ": Skipped";
+        return "skipped: " + run.output.substr(reason, run.output.find('\n', reason) - reason);
+    }
+    const bool passed = run.output.find("[  PASSED  ] 1 test.") != run.output.npos;
+    if (run.code == 0 && passed) return "ok";
+    return "FAILED" + (run.code == 1 ? "" : ": ended with code " + std::to_string(run.code));
+}
+
 int run(const std::string& name, const std::wstring& program) {
     SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);  // no box waits for a person
     const ULONGLONG start = GetTickCount64();
-    std::ofstream log(name + ".log", std::ios::binary);
     const char* selected = getenv("ZELK_CASES");
-    Cases cases;
-    for (int i = 1;; ++i) {
-        const std::string output = name + '-' + std::to_string(i) + ".xml", seen = cases.seen;
-        const std::string options = " --gtest_color=no --gtest_output=xml:" + output +
-                                    " --gtest_filter=" + (selected ? selected : "*") + '-' + seen;
-        cases.start = GetTickCount64();
-        const DWORD code =
-            runOnce(program, L'"' + program + L'"' + std::wstring(options.begin(), options.end()),
-                    cases, log, start + PROGRAM_LIMIT);
-        const std::string what =
-            code == DOES_NOT_END ? ": does not end" : ": ended with code " + std::to_string(code);
-        const bool stopped = !cases.running.empty();
-        if (stopped) cases.end("FAILED  ", what);
-        const bool late = GetTickCount64() > start + PROGRAM_LIMIT;
-        if (stopped && !late) continue;
-        if (cases.seen.empty() || late || code > 1)
-            report("FAILED  " + name + seconds(GetTickCount64() - start) + what +
-                   (late ? ", the rest of its cases were not run" : ""));
-        return 0;
+    const Ended list = runProgram(
+        program, std::string(" --gtest_list_tests --gtest_filter=") + (selected ? selected : "*"),
+        CASE_LIMIT);
+    if (list.code != 0)
+        report("FAILED  " + name + ": ended with code " + std::to_string(list.code));
+    std::ofstream log(name + ".log", std::ios::binary);
+    for (const std::string& one : casesIn(list.output)) {
+        if (GetTickCount64() > start + PROGRAM_LIMIT) {
+            report("FAILED  " + name + ": takes too long, the rest of its cases were not run");
+            return 0;
+        }
+        const ULONGLONG begin = GetTickCount64();
+        const Ended ended =
+            runProgram(program, " --gtest_color=no --gtest_filter=" + one, CASE_LIMIT);
+        const std::string outcome = outcomeOf(ended);
+        const size_t colon = std::min(outcome.find(':'), outcome.size());
+        char line[300];
+        snprintf(line, sizeof line, "%-8s%s (%.1f s)%s", outcome.substr(0, colon).c_str(),
+                 one.c_str(), static_cast<double>(GetTickCount64() - begin) / 1000,
+                 outcome.substr(colon).c_str());
+        report(line);
+        log << ended.output << std::flush;
     }
+    return 0;
 }
 
 // The keys and values of all files of a folder: {file, {key, value lines}}.
@@ -234,10 +229,9 @@ void clean(const Export& before, const Export& after) {
             if ((*line)[i] == L'\\') ++i;
             name += (*line)[i];
         }
-        HKEY handle = nullptr;
-        RegOpenKeyExW(root, key.c_str(), 0, KEY_SET_VALUE | view, &handle);
-        RegDeleteValueW(handle, name.c_str());
-        RegCloseKey(handle);
+        OwnedKey owned;
+        RegOpenKeyExW(root, key.c_str(), 0, KEY_SET_VALUE | view, owned.put());
+        RegDeleteValueW(owned.get(), name.c_str());
     }
 }
 
@@ -281,5 +275,6 @@ int wmain(int argc, wchar_t** argv) {
         return compare(name, readExport(argv[3]), readExport(argv[4]), name.ends_with("PutBack"));
     if (what == L"clean" && argc == 4) clean(readExport(argv[2]), readExport(argv[3]));
     if (what == L"about") about();
+    if (what == L"differences") seeDifferences();
     return what == L"total" ? total() : 0;
 }

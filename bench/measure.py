@@ -110,8 +110,8 @@ class TracedMachine:
             self.environment["WINELOADER"] = self.loader
 
     def __enter__(self):
-        if not (self.prefix / "system.reg").exists():
-            make_light_prefix(self.base, self.prefix)
+        shutil.rmtree(self.prefix, ignore_errors=True)
+        make_light_prefix(self.base, self.prefix)
         self.start()
         self.folder = f"C:\\zelk\\{self.preset}\\Bench\\"
         folder = self.prefix / "drive_c" / "zelk" / self.preset / "Bench"

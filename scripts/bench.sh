@@ -5,8 +5,9 @@
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-export WINEPREFIX="$root/build/wine"
+export WINEPREFIX="$root/build/wine-x64"
 "$root/scripts/setup.sh"
 build x64
-"$wine" || die "Wine could not make a prefix in build/wine"
+"$root/scripts/wine-session.sh" start || die "Wine could not make a prefix in build/wine-x64"
+trap '"$root/scripts/wine-session.sh" stop' EXIT
 PYTHONPATH="$root/scripts" /usr/bin/python3 -B "$root/bench/bench.py" "$@"

@@ -24,8 +24,5 @@ build() {
 # signed STATUS: the exit code as Windows has it; only its low byte arrives here.
 signed() { if [ "$1" -gt 127 ]; then echo $(($1 - 256)); else echo "$1"; fi; }
 
-# has_wine32: whether 32-bit programs can be run.
-has_wine32() { [ -e /usr/lib/wine/wine ] || [ -e /usr/lib/i386-linux-gnu/wine/i386-unix/ntdll.so ]; }
-
 # lay_package PRESET FOLDER: lays a copy of the package with its stand-ins into FOLDER.
 lay_package() { cmake --install "$root/build/$1" --prefix "$2" >/dev/null; }

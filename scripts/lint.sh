@@ -38,12 +38,30 @@ check_cppcheck() {
 check_tidy() {
     local headers
     headers=$(x86_64-w64-mingw32-g++-posix -print-file-name=include)/c++
-    [ -e build/x64/compile_commands.json ] || cmake --preset x64 >/dev/null
-    find src -name '*.cpp' -print0 |
-        xargs -0 -P2 -n3 clang-tidy --quiet -p build/x64 --header-filter="$root/src/.*" \
-            --extra-arg-before=--target=x86_64-w64-mingw32 \
-            --extra-arg="-isystem$headers" --extra-arg="-isystem$headers/x86_64-w64-mingw32" \
-            2> >(grep -vE '^[0-9]+ warnings? generated' >&2)
+    tidy_flags="--target=x86_64-w64-mingw32 -std=c++20 -DWIN32_LEAN_AND_MEAN -I. -Isrc"
+    tidy_flags+=" -isystem$headers -isystem$headers/x86_64-w64-mingw32"
+    tidy_cache=${XDG_CACHE_HOME:-$HOME/.cache}/zelkpmreg/tidy
+    tidy_version=$(clang-tidy --version)
+    mkdir -p "$tidy_cache"
+    export tidy_flags tidy_cache tidy_version root
+    export -f tidy
+    find src -name '*.cpp' -print0 | xargs -0 -P2 -n1 bash -euo pipefail -c "tidy \"\$1\"" lint
+}
+
+# A source in which nothing was found is not read again while it, its headers, the checks and the
+# tool are the same. What is compared is the source after the preprocessor, with its comments.
+tidy() {
+    local seen flags
+    read -ra flags <<<"$tidy_flags"
+    seen=$tidy_cache/$({
+        printf '%s\n' "$tidy_version" "$tidy_flags" "$1"
+        cat .clang-tidy
+        clang++ -E -P -C -dD "${flags[@]}" "$1"
+    } | sed "s|$root||g" | sha256sum | cut -c -64)
+    [ ! -e "$seen" ] || return 0
+    clang-tidy --quiet --header-filter='^src/' "$1" -- "${flags[@]}" \
+        2> >(grep -vE '^[0-9]+ warnings? generated' >&2)
+    touch "$seen"
 }
 
 checks=("$@")
@@ -51,9 +69,11 @@ checks=("$@")
 failed=0
 for check in "${checks[@]}"; do
     declare -F "check_$check" >/dev/null || die "there is no check $check"
-    status=0
-    "check_$check" || status=1
+    set +e
+    (set -e && "check_$check")
+    status=$?
+    set -e
     printf '%s: %s\n' "$check" "$([ $status = 0 ] && echo clean || echo FAILED)"
-    failed=$((failed | status))
+    [ $status = 0 ] || failed=1
 done
 exit "$failed"

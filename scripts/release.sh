@@ -2,8 +2,8 @@
 # Makes the archives that are handed out: dist/zelkpmreg-<version>-x64.zip and -x86.zip, for each the
 # kit that tries it on a Windows machine, -x64-acceptance.zip, and their sums in dist/SHA256SUMS.
 # Equal sources give equal bytes, in any folder and at any time.
-#   scripts/release.sh             both
-#   scripts/release.sh x64|x86     one of them
+#   scripts/release.sh [x64|x86]               default: both
+#   scripts/release.sh --no-kit [x64|x86]      without the kits
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
@@ -12,6 +12,11 @@ version=$(sed -n 's/^#define ZELK_VERSION "\([0-9.]*\)"/\1/p' "$root/src/run/ver
 [ -n "$version" ] || die "src/run/version.h names no version"
 # The time of the last commit; a constant where the sources came without their history.
 when=${SOURCE_DATE_EPOCH:-$(git -C "$root" log -1 --format=%ct 2>/dev/null || echo 1767225600)}
+kit=kit
+if [ "${1:-}" = --no-kit ]; then
+    kit=
+    shift
+fi
 presets=(x64 x86)
 [ $# -eq 0 ] || presets=("$@")
 
@@ -28,16 +33,16 @@ pack() {
 release() {
     local preset=$1 built="$root/build/release/$1" tree="$root/build/release/tree/$1"
     printf 'packing %s ...\n' "$preset"
-    (cd "$root" && cmake --preset "$preset" -B "$built" -DZELK_WERROR=ON &&
-        cmake --build "$built" --target kit &&
+    (cd "$root" && cmake --preset "$preset" -B "$built" -DZELK_WERROR=ON -DZELK_TESTS="${kit:+ON}" &&
+        cmake --build "$built" --target "${kit:-all}" &&
         cmake --install "$built" --component package --prefix "$tree" &&
-        cmake --install "$built" --component acceptance --prefix "$tree-acceptance") \
+        { [ -z "$kit" ] || cmake --install "$built" --component acceptance --prefix "$tree-acceptance"; }) \
         >"$built.log" 2>&1 || {
         tail -n 40 "$built.log" >&2
         die "the build of $preset failed"
     }
     pack "$tree" "$preset"
-    pack "$tree-acceptance" "$preset-acceptance"
+    [ -z "$kit" ] || pack "$tree-acceptance" "$preset-acceptance"
 }
 
 python3 -B "$root/msg/check_sources.py" --untranslated || die "a release has every text in every language"

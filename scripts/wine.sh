@@ -1,21 +1,26 @@
 #!/usr/bin/env bash
 # Runs a Windows program under Wine in a prefix of the project's own.
 #   scripts/wine.sh PROGRAM ARG...
-# WINEPREFIX chooses the prefix (default: build/wine below the project); it is made when it is
-# missing. The prefix's server is started once and stays, because a server that comes and goes with
-# every program costs two seconds each time: end it with WINEPREFIX=... wineserver -k.
-# ZELK_PRESET=x86 is for 32-bit programs. "wine" itself takes the 32-bit loader and starts 64-bit
+# WINEPREFIX chooses the prefix (default: that of the tests, build/wine-x64 or build/wine-x86); it is
+# made when it is missing. The prefix's server is started once and stays, because a server that comes
+# and goes with every program costs two seconds each time: end it with WINEPREFIX=... wineserver -k.
+# What Wine reports meanwhile is in WINEPREFIX.log.
+# ZELK_PRESET=x86 is for 32-bit programs. Debian's "wine" takes the 32-bit loader and starts 64-bit
 # programs by way of it, which takes twice as long.
 # ZELK_HOLDER names a program that keeps a desktop open in the prefix; it is started with the server.
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-export WINEPREFIX="${WINEPREFIX:-$root/build/wine}"
+preset=${ZELK_PRESET:-x64}
+export WINEPREFIX="${WINEPREFIX:-$root/build/wine-$preset}"
 export WINEDEBUG="${WINEDEBUG:--all}"
-export WINEDLLOVERRIDES="${WINEDLLOVERRIDES:-mscoree,mshtml=}"
+# A library of these names in the folder of a program comes before the system's, as it does on Windows.
+export WINEDLLOVERRIDES="${WINEDLLOVERRIDES:-mscoree,mshtml=;odbccp32,shfolder=n,b}"
 unset DISPLAY
 loader=wine
-if [ "${ZELK_PRESET:-x64}" != x86 ] && [ -x /usr/lib/wine/wine64 ]; then loader=/usr/lib/wine/wine64; fi
+if [ "$preset" != x86 ] && [ "$(command -v wine)" = /usr/bin/wine ] && [ -x /usr/lib/wine/wine64 ]; then
+    loader=/usr/lib/wine/wine64
+fi
 
 # Signal 0 only asks. Where the server has its socket differs from one Wine package to the next.
 server_runs() {
@@ -39,14 +44,14 @@ no_debugger() {
     local view
     for view in 32 64; do
         wine reg add 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\AeDebug' /v Debugger /d none /f \
-            "/reg:$view" >/dev/null 2>&1 </dev/null 9>&- || true
+            "/reg:$view" >/dev/null 2>>"$WINEPREFIX.log" </dev/null 9>&- || true
     done
 }
 
 start_server() {
-    wineserver -p >/dev/null 2>&1 </dev/null 9>&- || true
+    wineserver -p >/dev/null 2>>"$WINEPREFIX.log" </dev/null 9>&- || true
     if [ ! -e "$WINEPREFIX/.made" ]; then
-        wine wineboot -u >/dev/null 2>&1 </dev/null 9>&-
+        wine wineboot -u >/dev/null 2>>"$WINEPREFIX.log" </dev/null 9>&-
         own_folders
         no_debugger
         touch "$WINEPREFIX/.made"
@@ -54,8 +59,8 @@ start_server() {
     if [ -n "${ZELK_HOLDER:-}" ]; then
         # The first program brings up services and the desktop, which inherit its streams and outlive
         # it: not those of the program that was asked for.
-        wine "$ZELK_HOLDER" once >/dev/null 2>&1 </dev/null 9>&-
-        setsid wine "$ZELK_HOLDER" >/dev/null 2>&1 </dev/null 9>&- &
+        wine "$ZELK_HOLDER" once >/dev/null 2>>"$WINEPREFIX.log" </dev/null 9>&-
+        setsid wine "$ZELK_HOLDER" >/dev/null 2>>"$WINEPREFIX.log" </dev/null 9>&- &
     fi
 }
 

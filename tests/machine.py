@@ -1,6 +1,7 @@
 """A Windows machine for the tests in Python: a Wine prefix, copies of the package, runs."""
 import os
 import subprocess
+import sys
 import tempfile
 from collections import namedtuple
 from pathlib import Path
@@ -10,7 +11,7 @@ from wine import ROOT, lay_copy, signed
 
 PRESET = os.environ.get("ZELK_PRESET", "x64")
 BUILD = ROOT / "build" / PRESET
-PREFIX = Path(os.environ.get("WINEPREFIX", ROOT / "build" / "wine"))
+PREFIX = Path(os.environ.get("WINEPREFIX", ROOT / "build" / f"wine-{PRESET}"))
 DRIVE = PREFIX / "drive_c"
 COPIES = r"SOFTWARE\Orvane\Zelk\InstalledCopies"
 ENTRY = r"SOFTWARE\Microsoft\Windows\CurrentVersion\Uninstall\MYCOPY"
@@ -56,19 +57,22 @@ class Machine:
     def wine(self, *command, env={}, timeout=60, **options):
         environment = {"ZELK_HOLDER": str(BUILD / "programs/holder.exe"), **os.environ,
                        "WINEPREFIX": str(PREFIX), "ZELK_PRESET": PRESET, **env}
-        # A file, because whatever a program leaves behind would keep a pipe open.
-        with tempfile.TemporaryFile() as output:
-            done = subprocess.run(
-                [ROOT / "scripts" / "wine.sh", *map(str, command)], stdin=subprocess.DEVNULL,
-                stdout=output, stderr=subprocess.DEVNULL, env=environment, timeout=timeout,
-                **options)
+        # Files, because whatever a program leaves behind would keep a pipe open.
+        with tempfile.TemporaryFile() as output, tempfile.TemporaryFile() as errors:
+            try:
+                done = subprocess.run(
+                    [ROOT / "scripts" / "wine.sh", *map(str, command)], stdin=subprocess.DEVNULL,
+                    stdout=output, stderr=errors, env=environment, timeout=timeout, **options)
+            finally:
+                errors.seek(0)
+                sys.stderr.write(errors.read().decode("utf-8", "replace"))  # shown on failure
             output.seek(0)
             return signed(done.returncode), output.read()
 
     def tool(self, name, *arguments, encoding="cp1252", **options):
         """What a program of tests/programs prints."""
         code, output = self.wine(BUILD / "programs" / f"{name}.exe", *arguments, **options)
-        assert code == 0, output
+        assert code == 0, (name, arguments, code, output)
         return output.decode(encoding).replace("\r\n", "\n")
 
     def run(self, *arguments, codes=(0,), log=LOG, before=(), encoding="cp1252", **options):

@@ -1,10 +1,10 @@
-"""Each language on a system of that language, and on its terminal."""
+"""Each language on a system of that language, and on its terminal; some of them in 32 bits."""
 import os
 import re
 
 import check_sources
 import pytest
-from machine import LOG, PREFIX, Machine, texts
+from machine import LOG, PREFIX, PRESET, Machine, texts
 from wine import ROOT, on_terminal
 
 # Code of -i, locale folder, locale of the machine.
@@ -18,7 +18,9 @@ TW Zh_tw zh_TW  FR fr_fr fr_FR  BR pt_br pt_BR  CN zh_cn zh_CN  PT pt_pt pt_PT
 REFUSED = ["-u", "-c", "MYCOPY"]
 
 
-@pytest.mark.parametrize("code, locale, name", list(zip(*[iter(LANGUAGES)] * 3)))
+@pytest.mark.both
+@pytest.mark.parametrize("code, locale, name",
+                         list(zip(*[iter(LANGUAGES)] * 3))[::1 if PRESET != "x86" else 12])
 def test_language_of_the_system(code, locale, name):
     machine = Machine()
     folder = locale.replace("en_us", "en_US")

@@ -190,7 +190,8 @@ Result Machine::execute(std::string command, const Start& start) const {
     WriteFile(input.start.get(), start.input.data(), static_cast<DWORD>(start.input.size()), &size,
               nullptr);
     input.start.reset();
-    if (WaitForSingleObject(process.hProcess, 60000) != WAIT_OBJECT_0) {
+    const char* seconds = getenv("ZELK_SECONDS");
+    if (WaitForSingleObject(process.hProcess, seconds ? 1000 * atoi(seconds) : 60000)) {
         ADD_FAILURE() << "does not end: " << command;
         TerminateProcess(process.hProcess, WAIT_TIMEOUT);
     }
