@@ -22,9 +22,13 @@ class JsonWriter {
     void null(const char* name);
 
   private:
+    void begin(const char* name, char bracket);
+    void end(char bracket);
     void put(const char* name);
     void putText(const char* value);
+    bool onOwnLines() const;
 
     int depth_ = 0;
     bool first_ = true;
+    bool inArray_ = false;  // the member of the whole that is being written is an array
 };

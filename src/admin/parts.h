@@ -4,12 +4,17 @@
 
 #include <span>
 
+#include "admin/oledb_server.h"
 #include "admin/registered_copy.h"
 
 enum class PartState { OK, MISSING, WRONG, INFO };
 
-// "ok", "MISSING", "WRONG", "info", as they are printed; JSON has them in small letters.
+// "ok", "MISSING", "WRONG", "info", as they are printed, and as JSON has them, in small letters.
 const char* partStateText(PartState state);
+const char* partStateJson(PartState state);
+
+// False for MISSING and WRONG.
+bool isRight(PartState state);
 
 constexpr size_t PART_TEXT_BYTES = 2 * PATH_BYTES + 256;
 
@@ -26,9 +31,11 @@ struct PartResult {
 // The copy whose parts are looked at.
 struct PartContext {
     const RegisteredCopy* copy;
-    const CopyList* copies;    // of all views
-    bool wantDefault = false;  // the copy must be the default client interface copy
-    int regsvr32Code = -1;     // of a call for this copy's provider in this run; -1: there was none
+    const CopyList* copies;            // of all views
+    bool wantDefault = false;          // the copy must be the default client interface copy
+    int regsvr32Code = -1;             // of a call for this copy's provider in this run; -1: none
+    ProviderSearch* search = nullptr;  // to search the classes of the copy's view once for several
+                                       // checks; null: each check searches
 };
 
 struct Part {
@@ -36,13 +43,9 @@ struct Part {
     const char* checked;  // what "ok" means, in a few words
     void (*check)(const PartContext& context, PartResult& result);
     // True when something of the part is still there; text names it. Null for a part that
-    // unregistering leaves, or that another part answers for.
+    // unregistering leaves, or that another part answers for. The uninstall entry of another
+    // product or folder is not something of the part: ask findEntryOwner before it is called gone.
     bool (*isLeft)(const PartContext& context, char* text, size_t size);
 };
 
 extern const std::span<const Part> PARTS;
-
-// Whose the entry of a name in the list of installed programs is. DisplayName and UninstallString
-// decide; an entry that was written by half is never another product's.
-enum class EntryOwner { NONE, THIS_COPY, OTHER_FOLDER, OTHER_PRODUCT };
-EntryOwner findEntryOwner(const RegisteredCopy& copy);

@@ -2,12 +2,11 @@
 
 #include <cstring>
 
+#include "run/copy_name.h"
 #include "run/run_settings.h"
 #include "services/text.h"
 
 namespace {
-
-constexpr size_t LONGEST_COPY_NAME = 64;
 
 // True for "-x", "-X", "/x" and "/X" with anything behind: an option is its first two characters.
 bool isOption(const char* argument, char letter) {
@@ -17,14 +16,6 @@ bool isOption(const char* argument, char letter) {
 
 bool isUsageOption(const char* argument) {
     return isOption(argument, 'h') || strncmp(argument, "/?", 2) == 0;
-}
-
-bool isValidCopyName(const char* name) {
-    static constexpr char ALLOWED[] =
-        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_";
-    const size_t length = strlen(name);
-    return length > 0 && length <= LONGEST_COPY_NAME && !(name[0] >= '0' && name[0] <= '9') &&
-           strspn(name, ALLOWED) == length;
 }
 
 bool readCopyName(const char* value) {

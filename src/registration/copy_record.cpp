@@ -5,7 +5,6 @@
 #include "registration/installed_copies_keys.h"
 #include "run/messages.h"
 #include "run/mode.h"
-#include "run/package_names.h"
 #include "services/guid.h"
 #include "services/owners.h"
 #include "services/registry.h"
@@ -13,24 +12,6 @@
 
 namespace {
 
-constexpr char VERSION_SUBKEY[] = "\\CurrentVersion";
-constexpr char PACKAGE_VERSION_SUBKEY[] = "\\Orvane Pellimar Package\\CurrentVersion";
-struct TextValue {
-    const char* name;
-    const char* data;
-    DWORD size;  // bytes
-};
-
-// Version 10, release 1, modification 2, fix level 238. The sizes are fixed: "10" and "YES" are
-// stored without a terminating zero, and the modification and the fix level take ten bytes each,
-// of which the text up to the first zero counts.
-constexpr TextValue VERSION_VALUES[] = {
-    {"Version", "10", 2},
-    {"Release", "1", 2},
-    {"Modification", "2\0\0\0Fix Le", 10},
-    {"Fix Level", "238\0Descri", 10},
-    {"Description", PACKAGE_NAME, sizeof PACKAGE_NAME},
-};
 constexpr DWORD YES_BYTES = 3;
 
 uint32_t createSubkey(ZELKiCopyNameRegistry& key, const char* subkey, const char* name) {
@@ -53,7 +34,7 @@ void writeVersion(ZELKiCopyNameRegistry& key, const char* subkey, const char* na
         say(MSG_RECORD_FAILED);
         return;
     }
-    for (const TextValue& value : VERSION_VALUES) {
+    for (const VersionValue& value : VERSION_VALUES) {
         key.SetValue(value.name, value.data, value.size, REG_SZ);
     }
     key.Close();
@@ -83,8 +64,7 @@ uint32_t nameDefaultCopy(const char* name) {
 uint32_t registerCopy(const char* installDirectory, const char* name, bool makeDefault) {
     ZELKiCopyNameRegistry key;
     writePath(key, installDirectory, name);
-    writeVersion(key, VERSION_SUBKEY, name);
-    writeVersion(key, PACKAGE_VERSION_SUBKEY, name);
+    for (const char* subkey : VERSION_SUBKEYS) writeVersion(key, subkey, name);
     uint32_t result = writeOleDbIdentifiers(key, name);
     if (makeDefault) result = nameDefaultCopy(name);
     say(result == 0 ? MSG_RECORD_WRITTEN : MSG_RECORD_FAILED);

@@ -8,6 +8,9 @@ constexpr char UNINSTALL_KEY[] = "Software\\Microsoft\\Windows\\CurrentVersion\\
 constexpr char DISPLAY_NAME_VALUE[] = "DisplayName";
 constexpr char UNINSTALL_STRING_VALUE[] = "UninstallString";
 
+// Values that inventories read. The registration program does not write them; zelkpmutil does.
+constexpr char DISPLAY_VERSION_VALUE[] = "DisplayVersion";
+
 // What they hold: a format with the name of the copy, and one with the install directory, the file
 // of the program and the name. Required: the path of the program is not quoted, even where it holds
 // blanks. Windows finds the program by trying the path up to each blank.

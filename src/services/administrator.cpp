@@ -61,17 +61,26 @@ bool isLinkedTokenMember(PSID group) {
     return isMember(linkedToken.get(), group);
 }
 
+OwnedSid makeAdministratorsGroup() {
+    SID_IDENTIFIER_AUTHORITY authority = SECURITY_NT_AUTHORITY;
+    OwnedSid administrators;
+    AllocateAndInitializeSid(&authority, 2, SECURITY_BUILTIN_DOMAIN_RID, DOMAIN_ALIAS_RID_ADMINS, 0,
+                             0, 0, 0, 0, 0, administrators.put());
+    return administrators;
+}
+
 }  // namespace
 
 bool isUserAdministrator() {
-    SID_IDENTIFIER_AUTHORITY authority = SECURITY_NT_AUTHORITY;
-    OwnedSid administrators;
-    if (!AllocateAndInitializeSid(&authority, 2, SECURITY_BUILTIN_DOMAIN_RID,
-                                  DOMAIN_ALIAS_RID_ADMINS, 0, 0, 0, 0, 0, 0,
-                                  administrators.put())) {
+    const OwnedSid administrators = makeAdministratorsGroup();
+    BOOL member = FALSE;
+    if (!administrators || !CheckTokenMembership(nullptr, administrators.get(), &member)) {
         return false;
     }
-    BOOL member = FALSE;
-    if (!CheckTokenMembership(nullptr, administrators.get(), &member)) return false;
     return member || (hasLinkedTokens() && isLinkedTokenMember(administrators.get()));
+}
+
+bool isElevated() {
+    const OwnedSid administrators = makeAdministratorsGroup();
+    return administrators && isMember(nullptr, administrators.get());
 }

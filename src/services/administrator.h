@@ -5,3 +5,6 @@
 // query fails.
 // Windows documentation: "CheckTokenMembership", "TOKEN_INFORMATION_CLASS".
 bool isUserAdministrator();
+
+// True when the caller is such a member now, without the linked token: its rights are in effect.
+bool isElevated();

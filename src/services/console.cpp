@@ -3,7 +3,6 @@
 #include <io.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 
 #include "services/owners.h"
@@ -30,9 +29,9 @@ OwnedWideBuffer toConsoleText(const char* text, size_t* length) {
 
 }  // namespace
 
-HANDLE findConsole() {
+HANDLE findConsole(FILE* stream) {
     // The C runtime's handle, not the process's: running a program changes the latter.
-    const int file = _fileno(stdout);
+    const int file = _fileno(stream);
     const intptr_t handle = file < 0 ? -1 : _get_osfhandle(file);
     DWORD mode = 0;
     const auto console = reinterpret_cast<HANDLE>(handle);

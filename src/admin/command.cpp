@@ -1,0 +1,198 @@
+#include "admin/command.h"
+
+#include <algorithm>
+#include <cstring>
+#include <span>
+
+#include "run/copy_name.h"
+#include "services/text.h"
+
+namespace {
+
+// What a command takes.
+struct Rule {
+    Verb verb;
+    const char* word;
+    const char* letters;  // of its options
+    bool takesJson;
+    bool takesName;
+};
+constexpr Rule RULES[] = {
+    {Verb::LIST, "list", "", true, false},
+    {Verb::VERIFY, "verify", "d", true, true},
+    {Verb::REGISTER, "register", "drivspl", false, true},
+    {Verb::UPGRADE, "upgrade", "divspl", false, true},
+    {Verb::UNREGISTER, "unregister", "ivspl", false, true},
+};
+
+bool isWord(const char* argument, const char* word) {
+    return compareFolded(argument, word) == 0;
+}
+
+bool isHelp(const char* argument) {
+    static constexpr const char* FORMS[] = {"--help", "-h", "-?", "/h", "/?"};
+    return std::ranges::any_of(FORMS, [argument](auto form) { return isWord(argument, form); });
+}
+
+bool isOption(const char* argument) {
+    return argument[0] == '-' || argument[0] == '/';
+}
+
+// The small letter of "-x", "-X", "/x" and "/X"; 0 for every other argument.
+char optionLetter(const char* argument) {
+    if (!isOption(argument) || argument[1] == '\0' || argument[2] != '\0') return '\0';
+    const char letter = argument[1];
+    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+}
+
+// What follows an option, without blanks at its end; null when it is none.
+const char* readValue(char* value) {
+    if (!value) return nullptr;
+    const char* trimmed = trimCharacters(value, " ");
+    return *trimmed == '\0' || isOption(trimmed) ? nullptr : value;
+}
+
+class Parser {
+  public:
+    Parser(const Rule& rule, Command& command) : rule_(rule), command_(command) {}
+
+    void readAll(std::span<char*> arguments) {
+        for (size_t i = 0; i < arguments.size() && command_.refusal[0] == '\0'; ++i) {
+            char* next = i + 1 < arguments.size() ? arguments[i + 1] : nullptr;
+            if (readArgument(arguments[i], next)) ++i;
+        }
+        if (command_.refusal[0] == '\0' && rule_.verb == Verb::REGISTER &&
+            command_.name[0] == '\0') {
+            refuse("Specify the name of the copy: zelkpmutil register NAME.");
+        }
+    }
+
+  private:
+    void refuse(const char* text) { copyText(command_.refusal, text); }
+    template <typename... Arguments>
+    void refuse(const char* format, const char* argument, Arguments... more) {
+        formatText(command_.refusal, sizeof command_.refusal, format, argument, more...);
+    }
+
+    // True when next, its value, was read as well.
+    bool readArgument(const char* argument, char* next) {
+        if (!isOption(argument)) {
+            readName(argument);
+        } else if (const char letter = optionLetter(argument); letter != '\0') {
+            if (strchr(rule_.letters, letter)) return readOption(letter, next);
+            refuseOption(letter);
+        } else if (!isWord(argument, "--json")) {
+            refuse("Not an option: %.100s", argument);
+        } else if (!rule_.takesJson) {
+            refuse("%s does not take the option --json.", rule_.word);
+        }
+        return false;
+    }
+
+    void readName(const char* name) {
+        if (!rule_.takesName) {
+            refuse("%s does not take a name: %.100s", rule_.word, name);
+        } else if (command_.name[0] != '\0') {
+            refuse("Specify one name, not two: %s, %.100s", command_.name, name);
+        } else if (!isValidCopyName(name)) {
+            refuse(
+                "Not a valid name: %.100s. Use up to 64 letters, digits, and underscores, and "
+                "no digit first.",
+                name);
+        } else {
+            copyText(command_.name, name);
+        }
+    }
+
+    void refuseOption(char letter) {
+        if (letter == 'c') {
+            refuse("Specify the name without -c.");
+        } else if (letter == 'u') {
+            refuse("To unregister a copy, use the command unregister instead of -u.");
+        } else if (letter == 'f') {
+            refuse(
+                "-f is refused: it would unregister the copy of another folder. Run the "
+                "zelkpmutil.exe of that folder.");
+        } else if (letter == 'r' && rule_.verb == Verb::UPGRADE) {
+            refuse(
+                "-r would remove the data sources, which upgrade keeps. To remove them, use "
+                "register -r.");
+        } else if (strchr("drivspl", letter)) {
+            refuse("%s does not take the option -%c.", rule_.word, letter);
+        } else {
+            const char option[] = {'-', letter, '\0'};
+            refuse("Not an option: %s", option);
+        }
+    }
+
+    bool readOption(char letter, char* next) {
+        if (letter == 'l') return readLogPath(readValue(next));
+        if (letter == 'i') return readLanguage(readValue(next));
+        command_.makeDefault |= letter == 'd';
+        command_.replace |= letter == 'r';
+        command_.silent |= letter == 's';
+        const char option[] = {' ', '-', letter, '\0'};
+        if (letter != 's' && !strstr(command_.programOptions, option)) {
+            appendText(command_.programOptions, option);
+        }
+        return false;
+    }
+
+    bool readLogPath(const char* path) {
+        if (!path) {
+            refuse("Specify a file after -l.");
+        } else if (copyText(command_.logPath, path) != TEXT_OK) {
+            refuse("The path after -l is longer than 260 characters.");
+        }
+        return true;
+    }
+
+    bool readLanguage(const char* code) {
+        constexpr char LETTERS[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
+        if (!code) {
+            refuse("Specify a language after -i.");
+        } else if (strlen(code) != 2 || strspn(code, LETTERS) != 2) {
+            refuse("Not the two letters of a language: %.100s", code);
+        } else {
+            appendText(command_.programOptions, " -i ");
+            appendText(command_.programOptions, code);
+        }
+        return true;
+    }
+
+    const Rule& rule_;
+    Command& command_;
+};
+
+}  // namespace
+
+Command parseCommand(int argc, char** argv) {
+    Command command;
+    if (argc < 2) {
+        copyText(command.refusal, "Specify a command.");
+        return command;
+    }
+    const std::span<char*> arguments(argv + 2, static_cast<size_t>(argc - 2));
+    const char* word = argv[1];
+    const auto isJson = [](const char* argument) { return isWord(argument, "--json"); };
+    command.json = isJson(word) || std::ranges::any_of(arguments, isJson);
+    if (isHelp(word)) return command;
+    if (isWord(word, "--version")) {
+        command.verb = Verb::VERSION;
+        return command;
+    }
+    const auto rule =
+        std::ranges::find_if(RULES, [word](const Rule& one) { return isWord(word, one.word); });
+    if (rule == std::end(RULES)) {
+        formatText(command.refusal, sizeof command.refusal,
+                   "Not a command: %.100s. The commands are list, verify, register, upgrade, and "
+                   "unregister.",
+                   word);
+        return command;
+    }
+    command.verb = rule->verb;
+    command.word = rule->word;
+    command.help = std::ranges::any_of(arguments, isHelp);
+    if (!command.help) Parser(*rule, command).readAll(arguments);
+    return command;
+}

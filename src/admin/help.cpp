@@ -1,0 +1,137 @@
+#include "admin/help.h"
+
+#include "admin/output.h"
+#include "admin/view.h"
+#include "run/version.h"
+
+namespace {
+
+constexpr char PROGRAM_HELP[] =
+    "zelkpmutil COMMAND [NAME] [options]\n"
+    "\n"
+    "  list        Lists the registered copies, and parts of the package without a record.\n"
+    "  verify      Verifies each part of the copy in this folder.\n"
+    "  register    Registers the copy in this folder as NAME, and verifies it.\n"
+    "  upgrade     Registers the copy again after its files were replaced, and verifies it.\n"
+    "  unregister  Unregisters the copy in this folder, and verifies that nothing is left.\n"
+    "\n"
+    "  COMMAND --help  Shows the options of a command.\n"
+    "  --version       Shows the version of this program.\n"
+    "\n"
+    "This folder is the one whose folder bin holds this zelkpmutil.exe. Run register, upgrade, "
+    "and\n"
+    "unregister as administrator; list and verify change nothing and need no elevation.\n"
+    "\n"
+    "Exit codes:\n"
+    "  0     Every part is right. For list, also if no copy is registered.\n"
+    "  1     A part is not right. The output names it.\n"
+    "  2     A file of the package was not found.\n"
+    "  5     Access was denied. Run as administrator.\n"
+    "  32    A file is in use.\n"
+    "  87    The arguments are not valid.\n"
+    "  183   The name is the key of another product in the list of installed programs.\n"
+    "  206   The path of this program is too long.\n"
+    "  1618  Another run is active. Try again later.\n"
+    "  -101 to -113  zelkpmreg.exe refused the run. docs\\administration.md lists its codes.\n"
+    "\n"
+    "Names with characters that the console does not have are exact with --json only.";
+
+constexpr char LIST_HELP[] =
+    "zelkpmutil list [--json]\n"
+    "\n"
+    "Lists the copies that are registered in the 64-bit and in the 32-bit view of the registry, "
+    "and\n"
+    "what has no record: drivers, uninstall entries, and XA libraries of the package that belong "
+    "to\n"
+    "no registered copy.\n"
+    "\n"
+    "  --json  Prints one JSON object instead, in ASCII.\n"
+    "\n"
+    "Ends with 0 if all that is listed is right, also if no copy is registered, otherwise with 1.";
+
+constexpr char VERIFY_HELP[] =
+    "zelkpmutil verify [NAME] [-d] [--json]\n"
+    "\n"
+    "Verifies each part of the copy in this folder: ok, MISSING, WRONG, or info. Changes nothing.\n"
+    "NAME is the name under which the folder must be registered; without it, the name under which\n"
+    "it is.\n"
+    "\n"
+    "  -d      The copy must be the default client interface copy.\n"
+    "  --json  Prints one JSON object instead, in ASCII.\n"
+    "\n"
+    "Ends with 0 if no part is MISSING or WRONG, otherwise with 1.";
+
+constexpr char REGISTER_HELP[] =
+    "zelkpmutil register NAME [options]\n"
+    "\n"
+    "Registers the copy in this folder as NAME and verifies it. Ends with 0 if each part is "
+    "right,\n"
+    "also if the copy was registered before.\n"
+    "\n"
+    "  -d       Makes it the default client interface copy.\n"
+    "  -r       Replaces a registration. Exports the system data sources of the copy first, "
+    "because\n"
+    "           they are removed.\n"
+    "  -i CODE  The language of the messages of zelkpmreg.exe, two letters: EN.\n"
+    "  -v       Shows more messages.\n"
+    "  -s       Prints nothing.\n"
+    "  -p       Waits for a key if zelkpmreg.exe refuses the run.\n"
+    "  -l FILE  The log file. Without it, a new one in Logs\\Orvane below the Windows folder.";
+
+constexpr char UPGRADE_HELP[] =
+    "zelkpmutil upgrade [NAME] [options]\n"
+    "\n"
+    "Registers the copy in this folder again after its files were replaced, and verifies it. "
+    "Keeps\n"
+    "its system data sources, its connection time-out, the default client interface copy, and "
+    "what\n"
+    "others added to its record. Without NAME, the name under which the folder is registered.\n"
+    "\n"
+    "  -d       Makes it the default client interface copy.\n"
+    "  -i CODE  The language of the messages of zelkpmreg.exe, two letters: EN.\n"
+    "  -v       Shows more messages.\n"
+    "  -s       Prints nothing.\n"
+    "  -p       Waits for a key if zelkpmreg.exe refuses the run.\n"
+    "  -l FILE  The log file. Without it, a new one in Logs\\Orvane below the Windows folder.";
+
+constexpr char UNREGISTER_HELP[] =
+    "zelkpmutil unregister [NAME] [options]\n"
+    "\n"
+    "Unregisters the copy in this folder and verifies that nothing is left. Exports its system "
+    "data\n"
+    "sources first, because they are removed. Ends with 0 if nothing is left, also if the copy "
+    "was\n"
+    "not registered. Without NAME, the name under which the folder is registered.\n"
+    "\n"
+    "  -i CODE  The language of the messages of zelkpmreg.exe, two letters: EN.\n"
+    "  -v       Shows more messages.\n"
+    "  -s       Prints nothing.\n"
+    "  -p       Waits for a key if zelkpmreg.exe refuses the run.\n"
+    "  -l FILE  The log file. Without it, a new one in Logs\\Orvane below the Windows folder.";
+
+const char* helpOf(Verb verb) {
+    switch (verb) {
+        case Verb::LIST:
+            return LIST_HELP;
+        case Verb::VERIFY:
+            return VERIFY_HELP;
+        case Verb::REGISTER:
+            return REGISTER_HELP;
+        case Verb::UPGRADE:
+            return UPGRADE_HELP;
+        case Verb::UNREGISTER:
+            return UNREGISTER_HELP;
+        default:
+            return PROGRAM_HELP;
+    }
+}
+
+}  // namespace
+
+void printHelp(Verb verb) {
+    printLine("%s", helpOf(verb));
+}
+
+void printVersion() {
+    printLine("zelkpmutil %s (%s)", ZELK_VERSION, ownView().name);
+}

@@ -1,0 +1,75 @@
+#include "admin/report.h"
+
+#include "admin/output.h"
+#include "run/version.h"
+#include "services/administrator.h"
+
+namespace {
+
+constexpr long SCHEMA = 1;  // grows when the meaning of a member changes
+
+void writeTime(JsonWriter& json) {
+    SYSTEMTIME now = {};
+    GetSystemTime(&now);
+    char text[32];
+    formatText(text, sizeof text, "%04u-%02u-%02uT%02u:%02u:%02uZ", now.wYear, now.wMonth, now.wDay,
+               now.wHour, now.wMinute, now.wSecond);
+    json.text("time", text);
+}
+
+void writeComputer(JsonWriter& json) {
+    char name[MAX_COMPUTERNAME_LENGTH + 1] = "";
+    DWORD size = sizeof name;
+    json.text("computer", GetComputerNameA(name, &size) ? name : nullptr);
+}
+
+}  // namespace
+
+void beginReport(JsonWriter& json, const Command& command, int exitCode, const char* refusal) {
+    json.beginObject();
+    json.number("schema", SCHEMA);
+    json.text("tool", "zelkpmutil");
+    json.text("version", ZELK_VERSION);
+    json.text("command", *command.word != '\0' ? command.word : nullptr);
+    writeTime(json);
+    writeComputer(json);
+    json.boolean("elevated", isElevated());
+    json.number("exitCode", exitCode);
+    if (!refusal) {
+        json.null("error");
+        return;
+    }
+    json.beginObject("error");
+    json.number("code", exitCode);
+    json.text("text", refusal);
+    json.endObject();
+}
+
+void writeCopy(JsonWriter& json, const RegisteredCopy& copy, const char* version) {
+    json.text("view", copy.view->name);
+    json.text("name", copy.name[0] != '\0' ? copy.name : nullptr);
+    json.text("path", copy.dir);
+    json.boolean("default", copy.isDefault);
+    json.text("version", version && *version != '\0' ? version : nullptr);
+}
+
+int refuse(const Command& command, int code, const char* text) {
+    if (!command.json) {
+        printRefusal("%s", text);
+        return code;
+    }
+    JsonWriter json;
+    beginReport(json, command, code, text);
+    if (command.verb == Verb::LIST) {
+        for (const char* array : {"copies", "withoutRecord", "interrupted"}) {
+            json.beginArray(array);
+            json.endArray();
+        }
+    } else {
+        json.null("copy");
+        json.beginArray("parts");
+        json.endArray();
+    }
+    json.endObject();
+    return code;
+}

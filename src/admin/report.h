@@ -1,0 +1,15 @@
+// What the JSON of every command has, and refusals in both forms of output.
+#pragma once
+
+#include "admin/command.h"
+#include "admin/json.h"
+#include "admin/registered_copy.h"
+
+// Begins the whole and writes its first members, to "error", which is null without a refusal.
+void beginReport(JsonWriter& json, const Command& command, int exitCode, const char* refusal);
+
+// Writes the members of a copy into an object that was begun; version may be null.
+void writeCopy(JsonWriter& json, const RegisteredCopy& copy, const char* version);
+
+// Says why the command is refused, on standard error or as JSON, and returns code.
+int refuse(const Command& command, int code, const char* text);

@@ -1,0 +1,3 @@
+#include "admin/saved_record.h"
+
+void listInterrupted(const View&, List<Interrupted>&) {}
