@@ -16,6 +16,11 @@ USAGE = "MSG_USAGE"
 LINE_BYTES, USAGE_BYTES, USAGE_COLUMNS = 255, 4095, 79
 # Characters that the East Asian code pages encode in more than one way or only one way back.
 UNSAFE_IN_EAST_ASIA = re.compile("[\u2010-\u2015\u2018-\u201f\u301c\uff5e\u2026]")
+# The letters of a right-to-left paragraph, and what it tears apart unless a left-to-right mark is
+# there.
+RIGHT_TO_LEFT = re.compile("[\u0590-\u06ff]")
+UNMARKED = re.compile(r"(?<![\u200eA-Za-z0-9])(?:[-/][a-z?](?![A-Za-z])|-\d|\.NET)"
+                      r"|(?<!\u200e)%s|%s(?!\u200e|$)")
 ENTRY = re.compile(r'^[ \t]*(MSG_\w+)((?:\s*"(?:[^"\\]|\\.|"")*")+)', re.M)
 CONVERSION = re.compile(r"%[^%a-zA-Z]*[a-zA-Z]|%")
 
@@ -69,6 +74,9 @@ def text_faults(name, text, english, page):
             yield f"{text[error.start]!r} (U+{ord(text[error.start]):04X}) is not in {encoding}"
     if page in (932, 936, 949, 950) and (found := UNSAFE_IN_EAST_ASIA.search(text)):
         yield f"{found[0]!r} is not safe in code page {page}"
+    for line in filter(RIGHT_TO_LEFT.search, text.split("\n")):
+        if found := UNMARKED.search(line):
+            yield f"{found[0]!r} needs a left-to-right mark (U+200E)"
     if not text.strip():
         yield "is empty"
     if name != USAGE and (text != text.strip() or "\n" in text):
