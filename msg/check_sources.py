@@ -13,7 +13,7 @@ PAGES = {
     "sl_si": 1250, "sv_se": 1252, "tr_tr": 1254, "zh_cn": 936, "Zh_tw": 950,
 }
 USAGE = "MSG_USAGE"
-LINE_BYTES, USAGE_BYTES, USAGE_COLUMNS = 255, 4095, 79
+USAGE_COLUMNS = 79
 # Characters that the East Asian code pages encode in more than one way or only one way back.
 UNSAFE_IN_EAST_ASIA = re.compile("[\u2010-\u2015\u2018-\u201f\u301c\uff5e\u2026]")
 # The letters of a right-to-left paragraph, and what it tears apart unless a left-to-right mark is
@@ -29,6 +29,12 @@ def ids(msg):
     """The names of the shared header with their numbers."""
     pairs = re.findall(r"^#define (MSG_\w+) (\d+)", (msg / "message_ids.h").read_text(), re.M)
     return {name: int(number) for name, number in pairs}
+
+
+def room(msg, name):
+    """How long a text may be, in bytes: one less than a buffer of the program."""
+    sources = "".join(file.read_text() for file in msg.parent.glob("src/run/message*.cpp"))
+    return int(re.search(rf"int {name} = (\d+);", sources)[1]) - 1
 
 
 def languages(msg):
@@ -62,7 +68,7 @@ def columns(line):
 
 
 def text_faults(name, text, english, page):
-    limit = USAGE_BYTES if name == USAGE else LINE_BYTES
+    limit = room(Path(__file__).parent, "USAGE_BYTES" if name == USAGE else "MESSAGE_BYTES")
     if CONVERSION.findall(text) != CONVERSION.findall(english):
         yield f"conversions {CONVERSION.findall(text)}, English has {CONVERSION.findall(english)}"
     for encoding in (f"cp{page}", "utf-8"):

@@ -34,8 +34,10 @@ bool readText(char* value, char* out, size_t size) {
 
 // argument is one of argv, value the one after it or null.
 void readArgument(const char* argument, char* value, CommandLine& line) {
-    bool accepted = true;
-    if (isOption(argument, 'u')) {
+    bool accepted = argument != nullptr;
+    if (!accepted) {
+        // a character that the code page lacks
+    } else if (isOption(argument, 'u')) {
         line.unregister = 1;
     } else if (isUsageOption(argument)) {
         line.showUsage = true;
@@ -70,10 +72,11 @@ void readArgument(const char* argument, char* value, CommandLine& line) {
 CommandLine parseCommandLine(int argc, char** argv) {
     CommandLine line;
     resetRunSettings();
+    line.showUsage = !argv;
     // One argument at a time, also after an option that took a value: the value is read once more
     // and matches nothing, because no valid one begins with "-" or "/". A refused one is then an
     // option in its own right, so that "-l -v" still means -v.
-    for (int i = 1; i < argc; ++i) {
+    for (int i = 1; argv && i < argc; ++i) {
         readArgument(argv[i], i + 1 < argc ? argv[i + 1] : nullptr, line);
     }
     return line;

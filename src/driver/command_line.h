@@ -15,6 +15,7 @@ struct CommandLine {
 };
 
 // Sets the run settings to their initial values and reads the arguments argv[1] .. argv[argc - 1]
-// into them. Prints nothing and always succeeds: a value that is not valid sets showUsage.
+// into them. Prints nothing and always succeeds: a value that is not valid sets showUsage, and so
+// does an argument that is null, or argv itself, because it could not be converted.
 // Trailing blanks of the values of -l and -i are cut in argv itself.
 CommandLine parseCommandLine(int argc, char** argv);

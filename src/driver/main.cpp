@@ -1,7 +1,8 @@
 #include "driver/run_sequence.h"
+#include "services/arguments.h"
 #include "services/programs/process_setup.h"
 
-int main(int argc, char** argv) {
+extern "C" int wmain(int argc, wchar_t** argv) {
     prepareProcess();
-    return runSequence(argc, argv);
+    return runSequence(argc, toAnsiArguments(argc, argv));
 }

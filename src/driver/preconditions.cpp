@@ -78,7 +78,8 @@ ExitCode checkInstalledCopies(const CommandLine& line, bool& onlyCopy) {
     bool foundAtInstallDir = false;
     unsigned count = 0;
     char name[256];
-    while (RegEnumKeyA(copies.get(), count, name, sizeof name) == ERROR_SUCCESS) {
+    LSTATUS status = 0;
+    while ((status = RegEnumKeyA(copies.get(), count, name, sizeof name)) == ERROR_SUCCESS) {
         ++count;
         if (isAtInstallDir(name)) {
             foundAtInstallDir = true;
@@ -86,7 +87,8 @@ ExitCode checkInstalledCopies(const CommandLine& line, bool& onlyCopy) {
             return refuse(EXIT_OTHER_PATH, MSG_OTHER_PATH, name);
         }
     }
-    onlyCopy = count == 1 && line.unregister;
+    // A walk that an error ended can have left copies out.
+    onlyCopy = status == ERROR_NO_MORE_ITEMS && count == 1 && line.unregister;
     copies.reset();
     sayVerbose(MSG_COPY_COUNT, Decimal(count).text);
 

@@ -132,15 +132,17 @@ int32_t RemoveDataSources(const OdbcDriverSetup* setup) {
     // entry that moves into its place is not looked at. Of data sources that follow one another in
     // the registry, a run removes every second one.
     for (DWORD index = 0;; ++index) {
-        char name[PATH_BYTES] = "";  // both stay empty when the entry does not fit
+        char name[PATH_BYTES] = "";
         char driver[PATH_BYTES] = "";
         DWORD nameSize = 260;
         DWORD driverSize = 260;
-        if (end.reached(RegEnumValueA(key.get(), index, name, &nameSize, nullptr, nullptr,
-                                      reinterpret_cast<BYTE*>(driver), &driverSize))) {
-            return 0;
+        const LSTATUS entry = RegEnumValueA(key.get(), index, name, &nameSize, nullptr, nullptr,
+                                            reinterpret_cast<BYTE*>(driver), &driverSize);
+        if (end.reached(entry)) return 0;
+        // After an error, such as an entry that does not fit, both are undefined.
+        if (entry == ERROR_SUCCESS && isSameName(driver, setup->description)) {
+            removeDataSource(*setup, name);
         }
-        if (isSameName(driver, setup->description)) removeDataSource(*setup, name);
     }
 }
 

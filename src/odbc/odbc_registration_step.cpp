@@ -15,6 +15,7 @@ namespace {
 bool hasRemoved = false;  // -r removes at most once in a process
 
 void prepare(const char* installDirectory) {
+    // The name is required here, although PrepareDriver does not use it.
     char driverName[REGISTRY_TEXT_BYTES];
     formatText(driverName, sizeof driverName, "%s%s", "ORVANE ZELK ODBC DRIVER - ", copyName);
     char folder[PATH_BYTES] = {};

@@ -45,7 +45,8 @@ ExitCode loadMessageLibrary() {
         buildLibraryPath();
     }
     sayVerboseLiteral("\n==== Testing LoadString ====\n");
-    messageModule = LoadLibraryA(messageLibraryPath);
+    // A path without a drive would be searched for on the current one, where others can write.
+    if (installDir[1] != '\0') messageModule = LoadLibraryA(messageLibraryPath);
     if (!messageModule) {
         sayLiteral("Could not load the message dll %s\n", messageLibraryPath);
         return EXIT_NO_MESSAGE_LIBRARY;

@@ -43,6 +43,7 @@ OwnedPages queryToken(HANDLE token, TOKEN_INFORMATION_CLASS kind) {
     if (GetTokenInformation(token, kind, nullptr, 0, &size)) return {};
     const DWORD error = GetLastError();
     if (error != ERROR_BAD_LENGTH && error != ERROR_INSUFFICIENT_BUFFER) return {};
+    // Pages of this kind are required, although the data has no code.
     OwnedPages pages(VirtualAlloc(nullptr, size, MEM_COMMIT, PAGE_EXECUTE_READWRITE));
     if (!pages || !GetTokenInformation(token, kind, pages.get(), size, &size)) return {};
     return pages;

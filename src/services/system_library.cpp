@@ -2,18 +2,17 @@
 
 #include "services/text.h"
 
-SystemDirectory::SystemDirectory() {
-    const UINT length = GetSystemDirectoryA(path, sizeof path);
-    path[length < sizeof path ? length : 0] = '\0';
+SystemPath::SystemPath(const char* name) {
+    const UINT length = GetSystemDirectoryA(path, PATH_BYTES);
+    path[length < PATH_BYTES ? length : 0] = '\0';
+    if (path[0] == '\0') return;
+    appendText(path, "\\");
+    if (appendText(path, name) != TEXT_OK) path[0] = '\0';
 }
 
 HMODULE loadSystemLibrary(const char* name) {
-    const SystemDirectory directory;
-    if (directory.path[0] == '\0') return nullptr;
-    char path[LIBRARY_PATH_BYTES];
-    // A path that was cut names no file, so the load fails as it should.
-    formatText(path, sizeof path, "%s\\%s", directory.path, name);
-    return LoadLibraryA(path);
+    const SystemPath library(name);
+    return library.path[0] != '\0' ? LoadLibraryA(library.path) : nullptr;
 }
 
 HMODULE loadTrustedLibrary(const char* name) {

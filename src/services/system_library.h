@@ -5,10 +5,11 @@
 
 #include "services/path.h"
 
-// The Windows system directory, without a backslash at the end; empty when it is not known.
-struct SystemDirectory {
-    SystemDirectory();
-    char path[PATH_BYTES];
+// The path of a file in the Windows system directory, or with an empty name the directory with a
+// backslash at its end. Empty when it is not known or does not fit.
+struct SystemPath {
+    explicit SystemPath(const char* name);
+    char path[LIBRARY_PATH_BYTES];
 };
 
 // Loads a library from the Windows system directory, by its full path. Returns null when the

@@ -31,7 +31,7 @@ def test_language_of_the_system(code, locale, name):
     assert done.log == [own["MSG_LANGUAGE"] % locale, own["MSG_LIBRARY"] % library,
                         own["MSG_LOG_FILE"] % LOG, own["MSG_COPY_UNKNOWN"] % "MYCOPY"]
     assert done.console == done.log
-    assert machine.run("-h", **options).console == own["MSG_USAGE"].splitlines()
+    assert machine.run("-s", "-h", **options).console == own["MSG_USAGE"].splitlines()
     # The same language by its code on a system of a language that the program does not have.
     done = machine.run("-i", code, *REFUSED, codes=[-102], env={"LC_ALL": "fr_CA.UTF-8"})
     assert done.log[1].endswith(library)

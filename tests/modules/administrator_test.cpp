@@ -2,6 +2,10 @@
 #include "services/administrator.h"
 
 #include "driver/install_directory.h"
+#include "driver/run_sequence.h"
+#include "odbc/trace.h"
+#include "run/exit_codes.h"
+#include "services/programs/thread.h"
 #include "tests/modules/import_patch.h"
 #include "tests/modules/open_handles.h"
 #include "tests/modules/registry_sandbox.h"
@@ -14,7 +18,16 @@ TEST(InstallDirectory, ProgramWithoutAPath) {
         EXPECT_EQ(outcomeOf([] { return deriveInstallDirectory(), 0; }).second,
                   "Error getting executable name, directory not found.  Return code is 122\n");
         EXPECT_STREQ(installDir, "\\");
+        // Nothing is loaded from the root of the current drive then.
+        char log[] = "-l", file[] = "no path.log";
+        char* arguments[] = {nullptr, log, file, nullptr};
+        FAILING(LoadLibraryA, GetModuleHandleA(nullptr));
+        EXPECT_EQ(outcomeOf([&] { return runSequence(3, arguments); }).first,
+                  static_cast<uint32_t>(EXIT_NO_MESSAGE_LIBRARY));
+        EXPECT_EQ(failingLoadLibraryA.calls, 0);
+        DeleteFileA(file);
     }
+    EXPECT_EQ(std::exchange(threadFailureHook, nullptr), traceThreadFailure);
 }
 
 struct Account {

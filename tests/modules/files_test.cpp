@@ -13,6 +13,7 @@
 #include "services/files/temporary_file.h"
 #include "services/programs/process_setup.h"
 #include "services/system_library.h"
+#include "services/system_locale.h"
 #include "tests/modules/import_patch.h"
 
 namespace {
@@ -220,27 +221,65 @@ TEST(DefaultLog, SeparatorAndTime) {
         EXPECT_TRUE(buildDefaultLogPath("x", path, sizeof path));
         EXPECT_TRUE(std::string(path).starts_with(begin)) << path;
     }
-    const tm time = {4, 26, 2, 5, 10, 126, 4, 0, 0};
+    // What the system is asked for, and that the time is the local one
+    REPLACING(GetProcAddress, [](HMODULE, LPCSTR) {
+        const auto find = +[](HWND, int folder, HANDLE, DWORD, LPSTR out) WINAPI {
+            strcpy(out, folder == 5 ? "C:\\" : "not the documents");
+            return HRESULT{0};
+        };
+        return reinterpret_cast<FARPROC>(reinterpret_cast<void (*)()>(find));
+    });
+    _putenv("TZ=ABC-11");
+    _tzset();
+    const time_t now = time(nullptr) + 11 * 3600;
+    EXPECT_TRUE(buildDefaultLogPath("x", path, sizeof path));
+    char stamp[100];
+    strftime(stamp, sizeof stamp, " %H_", gmtime(&now));
+    EXPECT_TRUE(std::string(path).starts_with("C:\\ZELKLOG\\x-")) << path;
+    EXPECT_TRUE(strstr(path, stamp)) << path << stamp;
+    _putenv("TZ=");
+    _tzset();
+    FAILING(GetSystemDefaultLangID, 1234);
+    EXPECT_EQ(systemLanguageId(), 1234);
+    const tm date = {4, 26, 2, 5, 10, 126, 4, 0, 0};
     char text[100];
-    formatLogTime(time, text, sizeof text);
+    formatLogTime(date, text, sizeof text);
     EXPECT_STREQ(text, "Thu Nov  5 02_26_04 2026");
 }
 
-TEST(ProcessSetup, VariablesThatLoadLibrariesAreRemoved) {
+TEST(ProcessSetup, WhatTheProgramsThatAreStartedInherit) {
     char value[261];
     const auto read = [&](const char* name) {
         return GetEnvironmentVariableA(name, value, sizeof value) ? value : "";
     };
-    const std::vector<const char*> paths = {"ComSpec", "windir", "SystemRoot"};
-    const std::vector<const char*> removed = {"COR_PROFILER", "CoreCLR_x", "COMPlus_x", "DOTNET_x"};
-    const std::string longest = "COR_" + std::string(252, 'x');  // than a runtime's
-    const std::vector<const char*> kept = {"CORRECT", "XDOTNET_", longest.c_str()};
+    const std::vector<const char*> paths = {"ComSpec",     "windir",         "SystemRoot",
+                                            "SystemDrive", "ProgramFiles",   "CommonProgramFiles",
+                                            "ProgramData", "ALLUSERSPROFILE"};
+    const std::vector<const char*> removed = {"COR_PROFILER",       "CoreCLR_x",  "COMPlus_x",
+                                              "DOTNET_x",           "COREHOST_x", "DOTNET_CHANGED",
+                                              "AppDomain_Manager_x"};
+    const std::vector<const char*> kept = {"CORRECT", "XDOTNET_", "DOTNET_MINE", "DOTNET_Windows"};
+    std::vector<std::string> system;
+    for (const char* name : paths) system.push_back(read(name));
     for (const auto& names : {paths, removed, kept})
         for (const char* name : names) SetEnvironmentVariableA(name, "planted");
+    // Of the machine's own environment
+    constexpr char KEY[] = "SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment";
+    SetEnvironmentVariableA("DOTNET_Windows", (system[2] + "\\x").c_str());
+    for (const auto& [name, data] : {std::pair("DOTNET_MINE", "planted"),
+                                     {"DOTNET_CHANGED", "Planted"},
+                                     {"DOTNET_Windows", "%SystemRoot%\\x"}})
+        RegSetKeyValueA(HKEY_LOCAL_MACHINE, KEY, name, *data == '%' ? REG_EXPAND_SZ : REG_SZ, data,
+                        static_cast<DWORD>(strlen(data) + 1));
+    SetErrorMode(0);
     prepareProcess();
-    for (const char* name : paths) EXPECT_TRUE(fs::exists(read(name))) << name;
+    for (const char* name : {"DOTNET_MINE", "DOTNET_CHANGED", "DOTNET_Windows"})
+        RegDeleteKeyValueA(HKEY_LOCAL_MACHINE, KEY, name);
+    for (size_t i = 0; i < paths.size(); ++i) EXPECT_EQ(read(paths[i]), system[i]) << paths[i];
     for (const char* name : removed) EXPECT_STREQ(read(name), "") << name;
-    for (const char* name : kept) EXPECT_STREQ(read(name), "planted") << name;
+    for (const char* name : kept) EXPECT_STRNE(read(name), "") << name;
+    constexpr UINT NO_BOXES = SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX;
+    EXPECT_EQ(GetErrorMode() & NO_BOXES, NO_BOXES);
 }
 
 }  // namespace

@@ -1,5 +1,8 @@
 #include "run/messages.h"
 
+#include <fcntl.h>
+#include <io.h>
+
 #include <filesystem>
 
 #include "services/console.h"
@@ -28,11 +31,23 @@ TEST_F(Messages, ConsoleGetsTheWholeLine) {
 }
 
 TEST_F(Messages, EachLineIsInTheFileAtOnce) {
+    int pipe[2];
+    DWORD size = 0;
+    _pipe(pipe, 4096, _O_BINARY);
+    const int console = _dup(_fileno(stdout));
+    fflush(stdout);
+    _dup2(pipe[1], _fileno(stdout));
     logFile = fopen("lines.log", "w");
     say(1017, "a");
     EXPECT_EQ(std::filesystem::file_size("lines.log"), sizeof "[1017] a\r");
+    PeekNamedPipe(reinterpret_cast<HANDLE>(_get_osfhandle(pipe[0])), nullptr, 0, nullptr, &size,
+                  nullptr);
+    EXPECT_GE(size, sizeof "[1017] a");
     fclose(std::exchange(logFile, nullptr));
     std::filesystem::remove("lines.log");
+    fflush(stdout);
+    _dup2(console, _fileno(stdout));
+    for (const int end : {pipe[0], pipe[1], console}) _close(end);
 }
 
 extern "C" uintptr_t __stack_chk_guard;

@@ -12,6 +12,7 @@
 
 namespace {
 
+constexpr LSTATUS NO_RESOURCES = ERROR_NO_SYSTEM_RESOURCES;  // a code with no meaning here
 const std::string DRIVER = "SOFTWARE\\ODBC\\ODBCINST.INI\\ORVANE PELLIMAR for ODBC - C:/P/";
 
 class Odbc : public RegistrySandbox {
@@ -54,6 +55,26 @@ TEST_F(Odbc, InstallerIsMissing) {
     makeKey(DRIVER);
     EXPECT_EQ(stepPrints(1), "[1041]\n[1042] -1879048190\n");
     EXPECT_EQ(boxes, "[|"s + _pgmptr + "|64]") << "a box where nothing is missing";
+}
+
+std::string asked;
+BOOL WINAPI noteRequest(HWND, WORD request, LPCSTR, LPCSTR attributes) {
+    asked += std::to_string(request) + attributes;
+    return TRUE;
+}
+
+TEST_F(Odbc, SystemDataSourcesThatWereReadWhole) {
+    FAILING(GetProcAddress, reinterpret_cast<FARPROC>(reinterpret_cast<void (*)()>(noteRequest)));
+    REPLACING(RegEnumValueA, [](HKEY, DWORD i, LPSTR name, auto, auto, auto, BYTE* data, auto) {
+        strcpy(name, i == 1 ? "whole" : "undefined");
+        strcpy(reinterpret_cast<char*>(data), "ORVANE PELLIMAR for ODBC - C:/P/");
+        constexpr LSTATUS RESULTS[] = {ERROR_MORE_DATA, 0, NO_RESOURCES, ERROR_NO_MORE_ITEMS};
+        return RESULTS[i];
+    });
+    makeKey(DATA_SOURCES_KEY);
+    RegDeleteKeyA(HKEY_LOCAL_MACHINE, DRIVER.c_str());
+    stepPrints(1);
+    EXPECT_EQ(asked, "6DSN=whole");
 }
 
 TEST_F(Odbc, SettingsThatCannotBeWrittenAreNoFailure) {

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "services/programs/capture.h"
+#include "services/programs/system_command.h"
 #include "tests/modules/import_patch.h"
 #include "tests/modules/open_handles.h"
 
@@ -70,6 +71,27 @@ TEST_F(ProcessRunners, NothingRunsWhereNothingIsToBeStarted) {
         EXPECT_LE(countOpenHandles(), handles);
     }
     std::filesystem::remove(batch);
+}
+
+TEST_F(ProcessRunners, HowProgramsAreStartedAndAwaited) {
+    std::string started;
+    DWORD longest = 0;
+    REPLACING(CreateProcessA, [&](auto, LPSTR line, auto, auto, auto, auto, auto, auto,
+                                  STARTUPINFOA* startup, auto) {
+        started += line + (startup->dwFlags ? "|" + std::to_string(startup->wShowWindow) : "");
+        return FALSE;
+    });
+    REPLACING(WaitForSingleObject, [&](HANDLE, DWORD time) {
+        longest = std::max(longest, time);
+        return WAIT_FAILED;
+    });
+    run("hidden");
+    EXPECT_EQ(started, "hidden|0");
+    EXPECT_EQ(longest, INFINITE) << "a slow program is left alone";
+    started.clear();
+    runSystemCommand("pause");
+    EXPECT_TRUE(started.ends_with("\\cmd.exe\" /d /c pause")) << started;
+    EXPECT_EQ(ProcessRunner::READER_JOIN_TIMEOUT_MS, 30000u);
 }
 
 TEST_F(ProcessRunners, CommandThatIsTooLongIsNotRun) {

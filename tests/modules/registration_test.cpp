@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "driver/preconditions.h"
 #include "registration/copy_record.h"
 #include "registration/default_copy.h"
 #include "registration/dotnet_configuration.h"
@@ -71,6 +72,21 @@ TEST_F(CopyRecord, IdentifiersThatCannotBeMadeAreLeftOut) {
         EXPECT_EQ(RegGetValueA(HKEY_LOCAL_MACHINE, OLEDB.c_str(), name, RRF_RT_REG_SZ, nullptr,
                                nullptr, nullptr) == 0,
                   name[12] != 0);
+}
+
+using Preconditions = RegistrySandbox;
+
+// What an error hides can be other copies.
+TEST_F(Preconditions, OnlyCopyOfAWalkToTheEnd) {
+    makeKey(INSTALLED_COPIES_KEY + "\\MYCOPY"s);
+    CommandLine line;
+    line.unregister = 1;
+    for (const LSTATUS status : {ERROR_NO_MORE_ITEMS, ERROR_MORE_DATA, ERROR_ACCESS_DENIED}) {
+        FAILING(RegEnumKeyA, status, 2);
+        bool onlyCopy = false;
+        EXPECT_EQ(checkInstalledCopies(line, onlyCopy), EXIT_DONE);
+        EXPECT_EQ(onlyCopy, status == ERROR_NO_MORE_ITEMS) << status;
+    }
 }
 
 const std::string UNINSTALL = "Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall";

@@ -15,14 +15,15 @@
 
 namespace {
 
-// What the arguments (with "|" between them) change: "u c=X" unregisters the copy X, "?" shows the
-// usage text, "!" is -u before -r.
+// What the arguments (with "|" between them; "null" could not be converted) change: "u c=X"
+// unregisters the copy X, "?" shows the usage text, "!" is -u before -r.
 std::string parsed(const std::string& text) {
     std::vector<std::string> arguments = {"zelkpmreg"};
     std::istringstream stream(text);
     for (std::string argument; getline(stream, argument, '|');) arguments.push_back(argument);
     std::vector<char*> argv;
-    for (std::string& argument : arguments) argv.push_back(argument.data());
+    for (std::string& argument : arguments)
+        argv.push_back(argument == "null" ? nullptr : argument.data());
     const CommandLine line = parseCommandLine(static_cast<int>(argv.size()), argv.data());
 
     std::string result = line.unregister == 1 ? "u" : "";
@@ -51,6 +52,7 @@ TEST(CommandLine, Arguments) {
         {"-u", "u"}, {"/u", "u"}, {"/U", "u"}, {"-d|/f|-s", "dfs"}, {"/D|-F|/S", "dfs"}, {"/r|-v|/p", "rvp"},
         {"-Rx|/Vx|-Px", "rvp"}, {"-h", "?"}, {"/H", "?"}, {"/C|a|-L|b|/I|c", " c=a l=b i=c"},
         {"-u|-r|-c|X", "ur! c=X"}, {"-r|-u|-c|X", "ur c=X"},
+        {"null", "?"}, {"-u|null|-s", "u?s"}, {"-c|null", "?"}, {"-l|null", "?"}, {"-i|null", "?"},
         // names
         {"-c|abc_123", " c=abc_123"}, {"-c", "?"}, {"-c||-s", "?s"}, {"-c|0abc", "?"},
         {"-c|9abc", "?"}, {"-c|a-b", "?"}, {"-c|n\xe4me", "?"}, {"-c|A|-c|B", " c=B"}, {"-c|A|-c|b b", "? c=A"},
@@ -65,6 +67,7 @@ TEST(CommandLine, Arguments) {
     for (const auto& [arguments, expected] : cases) {
         EXPECT_EQ(parsed(arguments), expected) << arguments;
     }
+    EXPECT_TRUE(parseCommandLine(3, nullptr).showUsage);
 }
 
 // The languages that are supported have tests on systems of these languages.

@@ -6,6 +6,7 @@
 #include <string>
 #include <tuple>
 
+#include "services/arguments.h"
 #include "services/programs/command_builder.h"
 #include "services/registry.h"
 #include "services/same_name.h"
@@ -40,6 +41,22 @@ TEST(Text, StaysInsideItsBuffer) {
 
 void markShortened(char* path, size_t size) {
     copyText(path, size, ("<" + std::string(path) + ">").c_str());
+}
+
+TEST(Arguments, ConvertedOneByOne) {
+    // A quotation mark that looks alike becomes one where the code page has no other.
+    const wchar_t* const given[] = {L"zelkpmreg", L"",       L"a\"b \\",
+                                    L"\u20ac",    L"\u02ba", L"x\xd800"};
+    constexpr int COUNT = sizeof given / sizeof *given;
+    char** const texts = toAnsiArguments(COUNT, given);
+    for (int i = 0; i < COUNT; ++i) {
+        wchar_t back[20] = L"";
+        if (texts[i]) MultiByteToWideChar(CP_ACP, 0, texts[i], -1, back, 20);
+        EXPECT_EQ(std::wstring(back), texts[i] ? given[i] : L"") << i;
+        EXPECT_TRUE(texts[i] || i >= 3) << i;
+    }
+    EXPECT_EQ(texts[4] != nullptr, GetACP() == CP_UTF8);
+    EXPECT_EQ(texts[COUNT - 1], nullptr);
 }
 
 TEST(CommandBuilder, ProgramPart) {

@@ -16,36 +16,30 @@ OwnedHandle openWithoutLinks(const char* path, DWORD access, DWORD share, DWORD 
                                FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
 }
 
-// Opens what is at path in order to delete it; others may have it open, as for DeleteFile.
-OwnedHandle openToDelete(const char* path) {
-    return openWithoutLinks(path, DELETE | FILE_READ_ATTRIBUTES,
-                            FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, OPEN_EXISTING);
-}
-
 bool deleteOpenFile(HANDLE file) {
     FILE_DISPOSITION_INFO disposition = {TRUE};
     return SetFileInformationByHandle(file, FileDispositionInfo, &disposition, sizeof disposition);
 }
 
-// Deletes a plain file, and nothing else. True when the path is free afterwards.
-bool makeRoom(const char* path) {
-    const OwnedHandle file = openToDelete(path);
+// Deletes a plain file of at most so many bytes, and nothing else. True when the path is free then.
+bool makeRoom(const char* path, LONGLONG mostBytes) {
+    constexpr DWORD SHARE_ALL = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    const OwnedHandle file =
+        openWithoutLinks(path, DELETE | FILE_READ_ATTRIBUTES, SHARE_ALL, OPEN_EXISTING);
     if (!file) return GetLastError() == ERROR_FILE_NOT_FOUND;
-    return isPlainFile(file.get(), path) && deleteOpenFile(file.get());
+    LARGE_INTEGER size = {};
+    return isPlainFile(file.get(), path) && GetFileSizeEx(file.get(), &size) &&
+           size.QuadPart <= mostBytes && deleteOpenFile(file.get());
 }
 
 bool copyContents(HANDLE source, HANDLE target) {
-    constexpr DWORD BLOCK = 65536;
-    const OwnedBuffer block(static_cast<char*>(malloc(BLOCK)));
-    if (!block) return false;
+    char block[16384];
     for (;;) {
         DWORD count = 0;
         DWORD written = 0;
-        if (!ReadFile(source, block.get(), BLOCK, &count, nullptr)) return false;
+        if (!ReadFile(source, block, sizeof block, &count, nullptr)) return false;
         if (count == 0) return true;
-        if (!WriteFile(target, block.get(), count, &written, nullptr) || written != count) {
-            return false;
-        }
+        if (!WriteFile(target, block, count, &written, nullptr) || written != count) return false;
     }
 }
 
@@ -83,19 +77,14 @@ int makeTempFileName(const char* prefix, char* out) {
 }
 
 void removeTempFile(const char* path) {
-    const OwnedHandle file = openToDelete(path);
-    LARGE_INTEGER size = {};
-    if (file && isPlainFile(file.get(), path) && GetFileSizeEx(file.get(), &size) &&
-        size.QuadPart == 0) {
-        deleteOpenFile(file.get());
-    }
+    makeRoom(path, 0);
 }
 
 bool copyWithoutLinks(const char* source, const char* target) {
     const OwnedHandle from = ownFile(
         CreateFileA(source, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                     nullptr, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
-    if (!from || !makeRoom(target)) return false;
+    if (!from || !makeRoom(target, MAXLONGLONG)) return false;
     const OwnedHandle to = openWithoutLinks(target, GENERIC_WRITE | DELETE, 0, CREATE_NEW);
     if (!to) return false;
     if (isPlainFile(to.get(), target) && copyContents(from.get(), to.get()) &&

@@ -5,7 +5,6 @@
 
 #include "services/path.h"
 #include "services/programs/capture.h"
-#include "services/short_path.h"
 #include "services/text.h"
 
 namespace {
@@ -18,6 +17,13 @@ void shortenInPlace(char* path, size_t size) {
 }
 
 }  // namespace
+
+int toShortPath(const char* path, char* out) {
+    const DWORD length = GetShortPathNameA(path, out, PATH_BYTES);
+    if (length > 0 && length < PATH_BYTES) return 0;
+    copyText(out, PATH_BYTES, path);
+    return -1;
+}
 
 struct ProcessRunner::Shared {
     std::atomic<unsigned char> stopFlag{0};  // 1 asks the readers to stop

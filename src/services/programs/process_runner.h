@@ -7,6 +7,11 @@
 #include "services/programs/command_builder.h"
 #include "services/programs/thread.h"
 
+// Writes the short form of path to out, which holds 261 bytes, and returns 0; a path that has none
+// is copied unchanged (at most 260 characters), and the result is -1.
+// Windows documentation: "GetShortPathNameA".
+int toShortPath(const char* path, char* out);
+
 class ProcessRunner {
   public:
     // Takes the command text, at most 779 characters once its program part is quoted. The three

@@ -2,9 +2,10 @@
 
 // Sets up this process and, through what they inherit, the programs that it starts.
 // - The current directory is taken out of the library search and the program search.
-// - Variables that make a .NET program load a library or write a file of the user's choice are
-//   removed, and those that name parts of Windows are set to the system's own values: the variables
-//   of an elevated program come from the user, whose other programs may run without elevation.
+// - Variables that make a .NET program load a library or write a file are removed, unless they are
+//   as the machine's own environment has them, and those that name folders of Windows are set to
+//   the system's own values: the variables of an elevated program come from the user, whose other
+//   programs may run without elevation.
 // - A program that crashes, or finds no disk in a drive, ends with an error instead of a message
 //   box, which would wait for an answer.
 // Windows documentation: "SetDllDirectoryA", "NeedCurrentDirectoryForExePathA", "SetErrorMode",

@@ -6,18 +6,16 @@
 #include "services/text.h"
 
 void runSystemCommand(const char* command) {
-    const SystemDirectory directory;
-    char program[PATH_BYTES];
+    const SystemPath program("cmd.exe");
     char line[2 * PATH_BYTES];
-    if (directory.path[0] == '\0' ||
-        formatText(program, sizeof program, "%s\\cmd.exe", directory.path) != TEXT_OK ||
-        formatText(line, sizeof line, "\"%s\" /d /c %s", program, command) != TEXT_OK) {
+    if (program.path[0] == '\0' ||
+        formatText(line, sizeof line, "\"%s\" /d /c %s", program.path, command) != TEXT_OK) {
         return;
     }
     STARTUPINFOA startup = {};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION information = {};
-    if (!CreateProcessA(program, line, nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
+    if (!CreateProcessA(program.path, line, nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
                         &information)) {
         return;
     }
