@@ -65,14 +65,16 @@ BOOL WINAPI noteRequest(HWND, WORD request, LPCSTR, LPCSTR attributes) {
 
 TEST_F(Odbc, SystemDataSourcesThatWereReadWhole) {
     FAILING(GetProcAddress, reinterpret_cast<FARPROC>(reinterpret_cast<void (*)()>(noteRequest)));
+    const std::string longest(259, 'n');
+    putValue(DATA_SOURCES_KEY, longest.c_str(), REG_SZ, "ORVANE PELLIMAR for ODBC - C:/P/\0"s);
+    stepPrints(1);
+    EXPECT_EQ(std::exchange(asked, ""), "6DSN=" + longest);
     REPLACING(RegEnumValueA, [](HKEY, DWORD i, LPSTR name, auto, auto, auto, BYTE* data, auto) {
         strcpy(name, i == 1 ? "whole" : "undefined");
         strcpy(reinterpret_cast<char*>(data), "ORVANE PELLIMAR for ODBC - C:/P/");
         constexpr LSTATUS RESULTS[] = {ERROR_MORE_DATA, 0, NO_RESOURCES, ERROR_NO_MORE_ITEMS};
         return RESULTS[i];
     });
-    makeKey(DATA_SOURCES_KEY);
-    RegDeleteKeyA(HKEY_LOCAL_MACHINE, DRIVER.c_str());
     stepPrints(1);
     EXPECT_EQ(asked, "6DSN=whole");
 }

@@ -43,7 +43,9 @@ void readKey(const std::string& path, Registry& lines) {
 bool isOurs(const std::string& line) {
     static const std::regex keys(
         "SOFTWARE\\\\(Orvane|Classes|Microsoft\\\\Windows\\\\CurrentVersion\\\\Uninstall\\\\"
-        "(MYCOPY|OTHER|ORVDBCL1)|ODBC\\\\ODBCINST.INI\\\\ODBC Connection Pooling \\| "
+        "(MYCOPY|OTHER|" +
+        NAME +
+        "[12]|ORVDBCL1)|ODBC\\\\ODBCINST.INI\\\\ODBC Connection Pooling \\| "
         "(PerfMon|RetryWait))[ \\\\]");
     return line.find(MARK) != line.npos ||
            std::regex_search(line, keys, std::regex_constants::match_continuous);

@@ -22,6 +22,10 @@ inline const std::string SOURCES = "SOFTWARE\\ODBC\\ODBC.INI\\ODBC Data Sources"
 // In the name or the data of all that a test makes, unless that is the product's own.
 inline const std::string MARK = sizeof(void*) == 8 ? "zelkpmreg-tests-64" : "zelkpmreg-tests-32";
 
+// With one character more, a name of a copy as long as they get, of all characters that it can
+// have.
+inline const std::string NAME = "_abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+
 // What is there where a run writes: all that is ours, or the values that are not.
 Registry readRegistry(bool ours = true);
 void put(const Registry& values);

@@ -76,6 +76,7 @@ class Transcript : public Machine {
         replace(folder, "FOLDER");
         replace(driver.substr(6), "...");  // ORVANE...
         replace(longName_, "LONG");
+        replace(NAME, "NAME_");
         replace(scratch, "SCRATCH");
         replace(MARK, "MARK");
         for (char c = 0; c < '\t'; ++c) replace({c}, "<0" + std::to_string(c) + '>');
@@ -113,13 +114,14 @@ TEST_F(Transcript, Replace) {
 }
 
 TEST_F(Transcript, CopiesSideBySide) {
-    shown_ = BRIEFLY;
-    const std::string other = scratch + "\\Other (2) & more";
+    shown_ = "^[>=]|LOG|^zelkswtch|default|Copies\\\\\\w+ \\||Uninstall|CLSID.*dll";
+    const std::string other = scratch + "\\Other (2) & more", names[] = {NAME + '1', NAME + '2'};
     lay(other);
-    zelkpmreg("-c MYCOPY");
-    zelkpmreg(other + "\\bin\\zelkpmreg.exe -c OTHER");
-    zelkpmreg("-u -c MYCOPY");
-    zelkpmreg(other + "\\bin\\zelkpmreg.exe -u -c OTHER");
+    zelkpmreg("-d -c " + names[0]);
+    zelkpmreg(other + "\\bin\\zelkpmreg.exe -c " + names[1]);
+    zelkpmreg("-u -c " + names[0]);
+    zelkpmreg(other + "\\bin\\zelkpmreg.exe -u -c " + names[1]);
+    zelkpmreg("-u -c " + names[0]);
 }
 
 TEST_F(Transcript, NoOptionsAndAnEntryThatIsThere) {
@@ -148,16 +150,21 @@ TEST_F(Transcript, Refusals) {
                       other = COPIES + "\\OTHER", remote = mine + " | RemoteCopy = 1:YES";
     const std::string here = path + folder + '\\', elsewhere = path + 'c' + folder.substr(1) + '\\';
     const std::string isDefault = COPIES + " | defaultClientInterfaceCopy = 1:MYCOPY";
+    // A value that ends with its buffer counts, and a longer one does not.
+    const auto fill = [](const std::string& line, size_t bytes) {
+        const std::string data = line.substr(line.find(" = 1:") + 5) + '\0';
+        return line + '\0' + std::string(bytes - data.size(), 'x');
+    };
     const std::string longer = '\0' + std::string(4092, 'x');
     const std::pair<std::string, Registry> cases[] = {
         {"-c MYCOPY", {mine + here}},
         {"-u -c MYCOPY", {other + here}},
-        {"-u -f -c MYCOPY", {remote, other + here, isDefault}},
+        {"-u -f -c MYCOPY", {remote, other + here, fill(isDefault, 128)}},
         {"-u -c MYCOPY", {mine + here, mine + " | RemoteCopy = 1:yes"}},
         {"-u -c MYCOPY", {mine + here, remote + longer}},
-        {"-c MYCOPY", {other + here}},
+        {"-c MYCOPY", {fill(COPIES + '\\' + std::string(257 - COPIES.size(), 'n') + here, 261)}},
         {"-u -v", {COPIES + "\\ORVDBCL1" + here}},
-        {"-u -c MYCOPY", {remote, mine + elsewhere}},
+        {"-u -c MYCOPY", {fill(remote, 2048), mine + elsewhere}},
         {"-u -r -c MYCOPY", {remote, mine + here}},
         {"-s -c MYCOPY -l " + scratch, {}},
     };

@@ -62,7 +62,7 @@ TEST(CommandLine, Arguments) {
         // paths and languages
         {"-l|  log  ", " l=  log"}, {"-i| DE ", " i= DE"}, {"-l", "?"}, {"-l|   ", "?"},
         {"-l|  /x", "?"}, {"-l|" + path260, " l=" + path260}, {"-l|" + path260 + "p", "?"},
-        {"-i|" + std::string(2048, 'i'), "?"}};
+        {"-i|" + std::string(2047, 'i'), " i=" + std::string(2047, 'i')}, {"-i|" + std::string(2048, 'i'), "?"}};
     // clang-format on
     for (const auto& [arguments, expected] : cases) {
         EXPECT_EQ(parsed(arguments), expected) << arguments;
