@@ -18,8 +18,28 @@ bool isEmptyKey(const ZELKiRegistry& key) {
            subkeys == 0 && values == 0;
 }
 
+// The backslash before "bin" of a command that a registration as name writes, or null.
+const char* findCommandEnd(const char* text, const char* name) {
+    char end[REGISTRY_TEXT_BYTES];
+    formatText(end, sizeof end, UNINSTALL_STRING_FORMAT, "\\", PROGRAM_FILE, name);
+    const size_t length = strlen(text);
+    const size_t endLength = strlen(end);
+    if (length <= endLength) return nullptr;
+    const char* found = text + length - endLength;
+    return isBackslashAt(text, length - endLength) && isSameName(found, end) ? found : nullptr;
+}
+
+bool isCommandOf(const char* text, const RegisteredCopy& copy) {
+    const char* end = findCommandEnd(text, copy.name);
+    char folder[PATH_BYTES];
+    return end &&
+           formatText(folder, sizeof folder, "%.*s", static_cast<int>(end + 1 - text), text) ==
+               TEXT_OK &&
+           isSameFolder(folder, copy.dir);
+}
+
 EntryOwner decideOwner(const ZELKiRegistry& key, const Entry& entry, const char* name) {
-    if (isSameName(entry.command, entry.expectedCommand)) return EntryOwner::THIS_COPY;
+    if (entry.hasOwnCommand) return EntryOwner::THIS_COPY;
     if (isPackageCommand(entry.command, name)) return EntryOwner::OTHER_FOLDER;
     if (isPackageDisplayName(entry.displayName, name)) return EntryOwner::THIS_COPY;
     return isEmptyKey(key) ? EntryOwner::THIS_COPY : EntryOwner::OTHER_PRODUCT;
@@ -38,6 +58,7 @@ void readEntry(const RegisteredCopy& copy, Entry& entry) {
     readRegistryText(key, DISPLAY_NAME_VALUE, entry.displayName, sizeof entry.displayName);
     readRegistryText(key, UNINSTALL_STRING_VALUE, entry.command, sizeof entry.command);
     readRegistryText(key, DISPLAY_VERSION_VALUE, entry.version, sizeof entry.version);
+    entry.hasOwnCommand = isCommandOf(entry.command, copy);
     entry.owner = decideOwner(key, entry, copy.name);
 }
 
@@ -54,10 +75,5 @@ bool isPackageDisplayName(const char* text, const char* name) {
 }
 
 bool isPackageCommand(const char* text, const char* name) {
-    char end[REGISTRY_TEXT_BYTES];
-    formatText(end, sizeof end, UNINSTALL_STRING_FORMAT, "\\", PROGRAM_FILE, name);
-    const size_t length = strlen(text);
-    const size_t endLength = strlen(end);
-    return length > endLength && isBackslashAt(text, length - endLength) &&
-           isSameName(text + length - endLength, end);
+    return findCommandEnd(text, name) != nullptr;
 }

@@ -12,8 +12,9 @@ struct Entry {
     EntryOwner owner = EntryOwner::NONE;
     char displayName[REGISTRY_TEXT_BYTES] = "";
     char command[REGISTRY_TEXT_BYTES] = "";          // UninstallString
-    char expectedCommand[REGISTRY_TEXT_BYTES] = "";  // of this copy
-    char version[REGISTRY_TEXT_BYTES] = "";          // DisplayVersion
+    char expectedCommand[REGISTRY_TEXT_BYTES] = "";  // as a registration of this copy writes it
+    bool hasOwnCommand = false;  // command starts the program of this folder, in any spelling
+    char version[REGISTRY_TEXT_BYTES] = "";  // DisplayVersion
 };
 void readEntry(const RegisteredCopy& copy, Entry& entry);
 

@@ -8,7 +8,6 @@
 #include "admin/saved_record.h"
 #include "admin/without_record.h"
 #include "run/package_names.h"
-#include "services/files/file_system.h"
 #include "services/files/image_file.h"
 #include "services/text.h"
 
@@ -46,11 +45,16 @@ unsigned findNotRight(const PartContext& context) {
     return notRight;
 }
 
+bool isFolder(const char* path) {
+    const DWORD attributes = GetFileAttributesA(path);
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
 void readRow(const PartContext& context, Listing& listing) {
     const RegisteredCopy& copy = *context.copy;
     Row row = {};
     row.copy = &copy;
-    row.hasFolder = directoryExists(copy.dir);
+    row.hasFolder = isFolder(copy.dir);
     if (row.hasFolder) {
         char program[LIBRARY_PATH_BYTES];
         formatText(program, sizeof program, "%sbin\\%s", copy.dir, PROGRAM_FILE);

@@ -246,7 +246,7 @@ void checkUninstallEntry(const PartContext& context, PartResult& result) {
     } else if (entry.command[0] == '\0') {
         set(result, PartState::MISSING, "incomplete: no value \"%s\" in %s", UNINSTALL_STRING_VALUE,
             result.where);
-    } else if (!isSameName(entry.command, entry.expectedCommand)) {
+    } else if (!entry.hasOwnCommand) {
         set(result, PartState::WRONG, "%s, expected %s", entry.command, entry.expectedCommand);
     } else if (entry.displayName[0] == '\0') {
         set(result, PartState::WRONG, "incomplete: no value \"%s\" in %s", DISPLAY_NAME_VALUE,

@@ -30,8 +30,8 @@ struct PartResult {
 
 // The copy whose parts are looked at.
 struct PartContext {
-    const RegisteredCopy* copy;
-    const CopyList* copies;            // of all views
+    const RegisteredCopy* copy = nullptr;
+    const CopyList* copies = nullptr;  // of all views
     bool wantDefault = false;          // the copy must be the default client interface copy
     int regsvr32Code = -1;             // of a call for this copy's provider in this run; -1: none
     ProviderSearch* search = nullptr;  // to search the classes of the copy's view once for several
