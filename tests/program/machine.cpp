@@ -154,10 +154,12 @@ void Machine::copy(const std::string& to, const std::vector<std::string>& more) 
     const auto lay = [&](const std::string& file, const std::string& at) {
         EXPECT_TRUE(CopyFileA((from + file).c_str(), (to + at).c_str(), FALSE)) << file;
     };
-    lay("package\\bin\\zelkpmreg.exe", "\\bin\\zelkpmreg.exe");
+    for (const char* program : {"\\bin\\zelkpmreg.exe", "\\bin\\zelkpmutil.exe"})
+        lay("package"s + program, program);
     lay("package\\msg\\en_US\\zelkpmreg.dll", "\\msg\\en_US\\zelkpmreg.dll");
     const std::vector<std::string> standIns = {"orvanedazelk.dll", "zelknmpcfg.exe",
-                                               "zelkswtch.exe", "zelkcli.dll", "zelkodbc.dll"};
+                                               "zelkswtch.exe",    "zelkcli.dll",
+                                               "zelkodbc.dll",     "ZELKAPP.dll"};
     for (const auto& files : {standIns, more})
         for (const std::string& file : files)
             lay("programs\\" + file, "\\bin\\" + file.substr(file.find('\\') + 1));
