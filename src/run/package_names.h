@@ -6,6 +6,7 @@ constexpr char PACKAGE_NAME[] = "Orvane Pellimar Package";
 
 // In the folder bin.
 constexpr char PROGRAM_FILE[] = "zelkpmreg.exe";
+constexpr char UTILITY_FILE[] = "zelkpmutil.exe";
 constexpr char DOTNET_TOOL_FILE[] = "zelknmpcfg.exe";
 constexpr char SWITCH_TOOL_FILE[] = "zelkswtch.exe";
 constexpr char PROVIDER_FILE[] = "orvanedazelk.dll";

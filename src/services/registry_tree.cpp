@@ -12,11 +12,6 @@ bool isLinkValue(const ValueWalk& value) {
     return value.type() == REG_LINK && wcscmp(value.name(), L"SymbolicLinkValue") == 0;
 }
 
-LSTATUS openSubkey(HKEY key, const wchar_t* name, OwnedKey& subkey) {
-    // A link is opened itself: followed, it could lead above this key, and the walk would not end.
-    return RegOpenKeyExW(key, name, REG_OPTION_OPEN_LINK, KEY_READ, subkey.put());
-}
-
 LSTATUS copyValues(HKEY from, HKEY to, CopyTree what) {
     ValueWalk value(from);
     LSTATUS status = value.next();
@@ -104,7 +99,7 @@ LSTATUS ValueWalk::reserve() {
     nameRoom_ = longestName + 1;
     dataRoom_ = longestData;
     name_.reset(static_cast<wchar_t*>(malloc(nameRoom_ * sizeof(wchar_t))));
-    data_.reset(static_cast<char*>(malloc(dataRoom_ + 2 * sizeof(wchar_t))));
+    data_.reset(static_cast<char*>(malloc(dataRoom_ + sizeof(wchar_t))));
     return name_ && data_ ? ERROR_SUCCESS : ERROR_OUTOFMEMORY;
 }
 
@@ -119,15 +114,20 @@ LSTATUS ValueWalk::next() {
         status = reserve();
     }
     if (status != ERROR_SUCCESS) return status;
-    memset(data_.get() + size_, 0, 2 * sizeof(wchar_t));
+    memset(data_.get() + size_, 0xFF, sizeof(wchar_t));
     ++index_;
     return ERROR_SUCCESS;
 }
 
 bool ValueWalk::isText(const wchar_t* text) const {
     if (type_ != REG_SZ && type_ != REG_EXPAND_SZ) return false;
-    return CompareStringOrdinal(reinterpret_cast<const wchar_t*>(data_.get()), -1, text, -1,
-                                TRUE) == CSTR_EQUAL;
+    const auto* data = reinterpret_cast<const wchar_t*>(data_.get());
+    const size_t length = wcsnlen(data, size_ / sizeof(wchar_t));  // it may lack its zero
+    return CompareStringOrdinal(data, static_cast<int>(length), text, -1, TRUE) == CSTR_EQUAL;
+}
+
+LSTATUS openSubkey(HKEY key, const wchar_t* name, OwnedKey& subkey) {
+    return RegOpenKeyExW(key, name, REG_OPTION_OPEN_LINK, KEY_READ, subkey.put());
 }
 
 LSTATUS copyKeyTree(HKEY from, HKEY to, CopyTree what) {

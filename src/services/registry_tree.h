@@ -15,8 +15,8 @@ class ValueWalk {
     // read.
     LSTATUS next();
 
-    // Of the value that was read. The name ends with a zero and can hold others; the data is
-    // followed by two zero characters, which are not counted.
+    // Of the value that was read. The name ends with a zero and can hold others. The data is
+    // followed by a character that is not zero: RegSetValueEx would store a zero there as well.
     const wchar_t* name() const { return name_.get(); }
     DWORD nameLength() const { return nameLength_; }  // characters
     DWORD type() const { return type_; }
@@ -39,6 +39,10 @@ class ValueWalk {
     DWORD type_ = 0;
     DWORD size_ = 0;
 };
+
+// Opens a subkey for reading. A registry link is opened itself: followed, it could lead above the
+// key, and a walk would not end.
+LSTATUS openSubkey(HKEY key, const wchar_t* name, OwnedKey& subkey);
 
 enum class CopyTree { ALL, MISSING };
 

@@ -48,7 +48,8 @@ void appendParent(char* out, size_t size) {
     using Query = LONG NTAPI(HANDLE, int, void*, ULONG, ULONG*);
     const auto query =
         findFunction<Query>(GetModuleHandleA("ntdll.dll"), "NtQueryInformationProcess");
-    if (!query || query(GetCurrentProcess(), 0, &information, sizeof information, nullptr) != 0) {
+    if (!query || query(GetCurrentProcess(), 0, &information, sizeof information, nullptr) != 0 ||
+        information.parent == 0) {
         return;
     }
     const auto id = static_cast<DWORD>(information.parent);

@@ -1,0 +1,22 @@
+// The system data sources of a driver: those whose entry in the list names exactly this driver, in
+// any case.
+#pragma once
+
+#include <windows.h>
+
+#include "services/path.h"
+
+unsigned countDataSources(const char* driver);
+
+// Exports them to a new .reg file in a folder of their own below the Windows folder, which a
+// cleaning of logs does not reach. Writes its path to path, and why it failed to reason. Returns 0
+// or a Windows code; then no file is left. Call it when there are data sources.
+DWORD exportDataSources(const char* driver, const char* name, char (&path)[PATH_BYTES],
+                        char (&reason)[PATH_BYTES + 128]);
+
+// Gets the name of each data source, and whether it was removed.
+using SourceReceiver = void (*)(void* context, const char* source, bool removed);
+
+// Removes them. One whose name holds a backslash, which would name a key of another one, or is that
+// of a key that ODBC itself has there, stays, and so does one that cannot be removed.
+void removeDataSources(const char* driver, SourceReceiver receive, void* context);

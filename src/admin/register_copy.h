@@ -1,0 +1,6 @@
+#pragma once
+
+#include "admin/change.h"
+
+// The command register, which upgrade is for a copy without a record.
+int registerCopy(Change& change);
