@@ -15,12 +15,13 @@ namespace {
 
 struct Left {
     Change& change;
-    unsigned count = 0;
+    unsigned parts = 0;
+    unsigned sources = 0;
 };
 
 void receiveSource(void* context, const char* source, bool removed) {
     Left& left = *static_cast<Left*>(context);
-    if (!removed) ++left.count;
+    if (!removed) ++left.sources;
     reportPart(left.change, removed ? "removed" : "LEFT", "DataSource", source);
 }
 
@@ -40,15 +41,14 @@ bool isForeignEntry(const Change& change, const Part& part) {
 
 // Reports what is left of the parts, and removes the data sources that a run leaves: of two
 // neighbors in the registry the second one, which has no driver any more.
-unsigned reportLeft(Change& change) {
-    Left left = {change};
+void reportLeft(Change& change, Left& left) {
     const PartContext context = {.copy = &change.copy, .copies = &change.copies};
     printLine("%s", "");
     for (const Part& part : PARTS) {
         char text[PART_TEXT_BYTES] = "";
         if (!part.isLeft) continue;
         const bool isLeft = part.isLeft(context, text, sizeof text);
-        if (isLeft) ++left.count;
+        if (isLeft) ++left.parts;
         if (!isLeft && isForeignEntry(change, part)) {
             reportPart(change, "info", part.name, "of another product or folder, and stays");
         } else {
@@ -56,7 +56,6 @@ unsigned reportLeft(Change& change) {
         }
     }
     if (!isDriverThere(change.driver)) removeDataSources(change.driver, receiveSource, &left);
-    return left.count;
 }
 
 // The program deletes the entry of the name, also another product's.
@@ -108,14 +107,25 @@ int unregisterCopy(Change& change) {
     }
     change.copies = CopyList();
     listAllCopies(change.copies);
-    const unsigned left = reportLeft(change) + (isEntryBack ? 0 : 1);
-    if (left == 0) return finish(change, 0, "Nothing is left (0).");
+    Left left = {change};
+    reportLeft(change, left);
+    if (left.parts + left.sources == 0 && isEntryBack)
+        return finish(change, 0, "Nothing is left (0).");
     if (code == EXIT_DONE) code = PARTS_NOT_RIGHT;
-    return finish(
-        change, code,
-        "%u part%s left (%d). Run \"zelkpmutil upgrade %s\", then \"zelkpmutil unregister "
-        "%s\".",
-        left, left == 1 ? " is" : "s are", code, change.copy.name, change.copy.name);
+    if (left.parts > 0) {
+        return finish(change, code,
+                      "%u part%s left (%d). Run \"zelkpmutil upgrade %s\", then \"zelkpmutil "
+                      "unregister %s\".",
+                      left.parts, left.parts == 1 ? " is" : "s are", code, change.copy.name,
+                      change.copy.name);
+    }
+    if (left.sources > 0) {
+        return finish(change, code,
+                      "%u data source%s left (%d), without a driver. Delete %s by hand.",
+                      left.sources, left.sources == 1 ? " is" : "s are", code,
+                      left.sources == 1 ? "it" : "them");
+    }
+    return finish(change, code, "The entry of another product is not as it was (%d).", code);
 }
 
 }  // namespace
