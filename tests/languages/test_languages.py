@@ -1,10 +1,11 @@
 """Each language on a system of that language, and on its terminal; some of them in 32 bits."""
+import json
 import os
 import re
 
 import check_sources
 import pytest
-from machine import LOG, PREFIX, PRESET, Machine, texts
+from machine import COPIES, LOG, PREFIX, PRESET, Machine, texts
 from wine import ROOT, on_terminal
 
 # Code of -i, locale folder, locale of the machine.
@@ -53,3 +54,24 @@ def test_terminal_shows_the_text_as_written(locale, name):
     _, shown = on_terminal(command, {**os.environ, **options})
     plain = re.sub(r"\x1b\[[0-9;?]*[a-zA-Z]|\x1b\][^\a]*\a|[\r\n]", "", shown.decode("utf-8"))
     assert texts(locale)["MSG_COPY_UNKNOWN"] % "MYCOPY" in plain, plain
+
+
+@pytest.mark.both
+def test_json_is_ascii_on_every_system():
+    machine, path = Machine(), "C:\\Gr\u00fc\u00dfe \u8868 \U0001f600\\"
+    key = f"[HKEY_LOCAL_MACHINE\\{COPIES}\\OLD]\n\"Zelk Path Name\"="
+    escaped = path.replace("\\", r"\\")
+    text = f'Windows Registry Editor Version 5.00\n\n{key}"{escaped}"\n'
+    machine.path("old.reg").write_text(text.replace("\n", "\r\n"), encoding="utf-16", newline="")
+    assert machine.wine("reg", "import", f"{machine.folder}\\old.reg")[0] == 0
+    for name, shown in (("de_DE", "Gr\u00fc\u00dfe"), ("ja_JP", "\u8868"), ("hi_IN", path)):
+        reports = []
+        for command, expected in ((["list"], 1), (["verify", "OLD", "-d"], 1), (["verify", "-x"], 87)):
+            code, output = machine.wine(f"{machine.folder}\\bin\\zelkpmutil.exe", *command, "--json",
+                                        env={"LC_ALL": f"{name}.UTF-8"})
+            reports.append(json.loads(output.decode("ascii")))
+            assert (code, reports[-1]["exitCode"]) == (expected, expected)
+        listed, verified, refused = reports
+        assert shown in listed["copies"][0]["path"]
+        assert shown in verified["parts"][0]["found"] and len(verified["parts"]) == 11
+        assert refused["error"] == {"code": 87, "text": "Not an option: -x"}

@@ -1,6 +1,7 @@
 // zelkpmutil as administrators run it: what list and verify say of a machine.
 #include <filesystem>
 #include <fstream>
+#include <regex>
 
 #include "services/owners.h"
 #include "tests/program/machine.h"
@@ -178,6 +179,78 @@ TEST_F(Util, ListsTheCopiesOfBothViews) {
     const std::string total = hasTwoViews ? "\n3 copies, 3 not ok." : "\n2 copies, 2 not ok.";
     expect(1, "list",
            text + total + " Details: \"zelkpmutil verify\" in the folder of the copy.\n");
+}
+
+// A text of the code page as JSON has it.
+std::string escaped(const std::string& text) {
+    std::wstring wide(text.size(), L'\0');
+    wide.resize(MultiByteToWideChar(CP_ACP, 0, text.data(), static_cast<int>(text.size()),
+                                    wide.data(), static_cast<int>(wide.size())));
+    std::string result;
+    for (const wchar_t character : wide) {
+        char code[8];
+        snprintf(code, sizeof code, character > L'~' ? "\\u%04x" : "%c", character);
+        result += character == L'\\' ? "\\\\" : code;
+    }
+    return result;
+}
+
+TEST_F(Util, PrintsOneJsonObject) {
+    // The lines, without what differs from run to run.
+    const auto json = [this](const std::string& arguments, const Start& start = {}) {
+        const Result result = util(arguments + " --json", folder, start);
+        const std::regex varying("\"(time|computer)\": \"([0-9-]+T[0-9:]+Z|[^\"]+)\"");
+        return std::to_string(result.code) + std::regex_replace(result.console, varying, "\"$1\"");
+    };
+    const auto head = [](int code, const std::string& command, const std::string& error,
+                         bool elevated = true) {
+        return std::to_string(code) +
+               "{\n  \"schema\": 1,\n  \"tool\": \"zelkpmutil\",\n"
+               "  \"version\": \"10.1.2\",\n  \"command\": " +
+               command +
+               ",\n  \"time\",\n"
+               "  \"computer\",\n  \"elevated\": " +
+               (elevated ? "true" : "false") + ",\n  \"exitCode\": " + std::to_string(code) +
+               ",\n  \"error\": " + error + ",\n";
+    };
+    const std::string path = "\"path\": \"" + escaped(folder) + "\\\\\", \"default\": false, ";
+    const std::string copyName = "{\"view\": \"" + VIEW + "\", \"name\": \"MYCOPY\", ";
+    const std::string none = "  \"withoutRecord\": [],\n  \"interrupted\": []\n}\n";
+    EXPECT_EQ(json("list"), head(0, "\"list\"", "null") + "  \"copies\": [],\n" + none);
+    EXPECT_EQ(json("list x"), head(87, "\"list\"",
+                                   "{\"code\": 87, \"text\": \"list does not take a "
+                                   "name: x\"}") +
+                                  "  \"copies\": [],\n" + none);
+    EXPECT_EQ(json("lst"),
+              head(87, "null",
+                   "{\"code\": 87, \"text\": \"Not a command: lst. The "
+                   "commands are list, verify, register, upgrade, and unregister.\"}") +
+                  "  \"copy\": null,\n  \"parts\": []\n}\n");
+    EXPECT_EQ(run("-c MYCOPY").code, 0);
+    EXPECT_EQ(json("list", {.administrator = false}),
+              head(0, "\"list\"", "null", false) + "  \"copies\": [\n    " + copyName + path +
+                  "\"version\": \"10.1.2\", \"state\": "
+                  "\"ok\", \"notOk\": []}\n  ],\n" +
+                  none);
+    DeleteFileA((folder + "\\bin\\zelkodbc.dll").c_str());
+    const std::string lines = json("verify");
+    const std::string begin =
+        head(1, "\"verify\"", "null") + "  \"copy\": " + copyName + path +
+        "\"version\": \"10.1.2\"},\n  \"parts\": [\n    {\"part\": \"Record\", \"state\": \"ok\", "
+        "\"checked\": \"names this folder and is complete\", \"found\": \"" +
+        escaped(folder) + "\\\\\", \"expected\": \"" + escaped(folder) + "\\\\\", \"where\": ";
+    EXPECT_EQ(lines.substr(0, begin.size()), begin);
+    const std::string library = escaped(folder) + "\\\\BIN\\\\zelkodbc.dll";
+    EXPECT_NE(lines.find("{\"part\": \"SetupLibrary\", \"state\": \"missing\", "), lines.npos)
+        << lines;
+    EXPECT_NE(lines.find(", \"where\": \"" + library +
+                         "\", \"text\": \"file not found: " + library + "\"},\n"),
+              lines.npos);
+    EXPECT_EQ(json("list"), head(1, "\"list\"", "null") + "  \"copies\": [\n    " + copyName +
+                                path +
+                                "\"version\": \"10.1.2\", \"state\": \"wrong\", \"notOk\": "
+                                "[\"SetupLibrary\"]}\n  ],\n" +
+                                none);
 }
 
 TEST_F(Util, RefusesAndHelps) {
