@@ -216,17 +216,15 @@ DWORD runAndReport(Change& change, const char* file, const char* path, const cha
 // the other bitness it would start its twin of that bitness, and end with 0.
 void registerProvider(Change& change) {
     char library[LIBRARY_PATH_BYTES];
-    char path[LIBRARY_PATH_BYTES];
     char arguments[LIBRARY_PATH_BYTES + 8];
     WORD machine = 0;
     formatProgram(change, PROVIDER_FILE, library);
     if (readImageMachine(library, machine) != 0 || machine != ownView().machine) return;
-    const SystemDirectory system;
-    formatText(path, sizeof path, "%s\\regsvr32.exe", system.path);
+    const SystemPath regsvr32("regsvr32.exe");
     formatText(arguments, sizeof arguments, " /s \"%s\"", library);
     int code = 0;
     const DWORD error =
-        runAndReport(change, "regsvr32.exe", path, arguments, regsvr32CodeText, &code);
+        runAndReport(change, "regsvr32.exe", regsvr32.path, arguments, regsvr32CodeText, &code);
     change.regsvr32Code = error != ERROR_SUCCESS ? static_cast<int>(error) : code;
 }
 

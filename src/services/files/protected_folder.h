@@ -22,10 +22,10 @@ FolderFault judgeSecurity(PSECURITY_DESCRIPTOR security, PSID windowsOwner, PSID
 
 class ProtectedFolder {
   public:
-    // Makes the folder below the Windows folder: "Logs\\Orvane". It gets its owner and its rights
-    // in the call that makes it. One that is there is used only if it is no link and its owner and
-    // its rights are right. The folders above it must exist. The folder cannot be renamed or
-    // deleted while this object lives.
+    // Makes the folder below the Windows folder, "Logs\\Name" for example. It gets its owner and
+    // its rights in the call that makes it. One that is there is used only if it is no link and its
+    // owner and its rights are right. The folders above it must exist. The folder cannot be renamed
+    // or deleted while this object lives.
     FolderFault open(const wchar_t* belowWindows);
 
     // The same for a path below another protected folder, and for a folder that must be new.
