@@ -15,7 +15,7 @@ LANGUAGES = re.findall(r'\{"\d+", "\w{4}", "([A-Z]{2})"',
 # Where each refusal is to be found.
 WITH_CODES = ("README.md", "docs/deployment.md")
 WITH_REFUSALS = (*WITH_CODES, "docs/architecture.md")
-FOLDERS = "src|msg|deploy|tests|acceptance|bench|cmake|scripts|docs"
+FOLDERS = "src|msg|tests|acceptance|bench|cmake|scripts|docs"
 
 
 def headings(text):

@@ -8,6 +8,7 @@
 #include "admin/parts.h"
 #include "admin/saved_record.h"
 #include "odbc/odbc_keys.h"
+#include "registration/uninstall_keys.h"
 #include "run/exit_codes.h"
 #include "services/owners.h"
 
@@ -65,9 +66,8 @@ int keepEntry(Change& change) {
     if (error == ERROR_SUCCESS) return 0;
     return refuse(change, static_cast<int>(error),
                   "Nothing was changed, because the entry of another product cannot be saved "
-                  "(error %lu): HKLM\\"
-                  "%s",
-                  error, change.copy.name);
+                  "(error %lu): HKLM\\%s%s",
+                  error, UNINSTALL_KEY, change.copy.name);
 }
 
 // False when the entry of another product is not as it was.
@@ -84,6 +84,25 @@ bool putEntryBack(Change& change) {
          "%lu). It is saved in HKLM\\%s\\Key.",
          error, place);
     return false;
+}
+
+// What to do about what is left.
+int finishLeft(const Left& left, int code) {
+    Change& change = left.change;
+    const char* name = change.copy.name;
+    if (left.parts > 0) {
+        return finish(change, code,
+                      "%u part%s left (%d). Run \"zelkpmutil upgrade %s\", then \"zelkpmutil "
+                      "unregister %s\".",
+                      left.parts, left.parts == 1 ? " is" : "s are", code, name, name);
+    }
+    if (left.sources > 0) {
+        return finish(change, code,
+                      "%u data source%s left (%d), without a driver. Delete %s by hand.",
+                      left.sources, left.sources == 1 ? " is" : "s are", code,
+                      left.sources == 1 ? "it" : "them");
+    }
+    return finish(change, code, "The entry of another product is not as it was (%d).", code);
 }
 
 int unregisterCopy(Change& change) {
@@ -109,23 +128,10 @@ int unregisterCopy(Change& change) {
     listAllCopies(change.copies);
     Left left = {change};
     reportLeft(change, left);
-    if (left.parts + left.sources == 0 && isEntryBack)
+    if (left.parts + left.sources == 0 && isEntryBack) {
         return finish(change, 0, "Nothing is left (0).");
-    if (code == EXIT_DONE) code = PARTS_NOT_RIGHT;
-    if (left.parts > 0) {
-        return finish(change, code,
-                      "%u part%s left (%d). Run \"zelkpmutil upgrade %s\", then \"zelkpmutil "
-                      "unregister %s\".",
-                      left.parts, left.parts == 1 ? " is" : "s are", code, change.copy.name,
-                      change.copy.name);
     }
-    if (left.sources > 0) {
-        return finish(change, code,
-                      "%u data source%s left (%d), without a driver. Delete %s by hand.",
-                      left.sources, left.sources == 1 ? " is" : "s are", code,
-                      left.sources == 1 ? "it" : "them");
-    }
-    return finish(change, code, "The entry of another product is not as it was (%d).", code);
+    return finishLeft(left, code == EXIT_DONE ? PARTS_NOT_RIGHT : code);
 }
 
 }  // namespace

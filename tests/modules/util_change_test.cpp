@@ -268,7 +268,7 @@ TEST(ActionLogs, AFullDiskIsAFailure) {
     }
     log = ActionLog();
     DeleteFileA(path.c_str());
-    EXPECT_EQ(log.openAt((path + "\\\\?").c_str()), DWORD{ERROR_INVALID_NAME});
+    EXPECT_EQ(log.openAt((path + '?').c_str()), DWORD{ERROR_INVALID_NAME});
 }
 
 TEST(ChildProcesses, AreReadLineByLineAndNeverWaitedForTooLong) {

@@ -17,9 +17,6 @@ class UtilChange : public Machine {
     std::string lay(const std::string& copyName) const {
         const std::string to = scratch + '\\' + copyName;
         copy(to);
-        std::filesystem::copy(__argv[0] + "\\..\\..\\package\\bin\\zelkpmutil.exe"s,
-                              to + "\\bin\\zelkpmutil.exe");
-        std::filesystem::copy(to + "\\bin\\zelkcli.dll", to + "\\bin\\ZELKAPP.DLL");
         return to;
     }
     static std::string program(const std::string& copyFolder) {
