@@ -10,10 +10,14 @@ ROOT = Path(__file__).resolve().parents[1]
 CODES = {int(code) for code in
          re.findall(r"= (-?\d+),", (ROOT / "src/run/exit_codes.h").read_text(encoding="utf-8"))}
 REFUSALS = CODES - {0}
+# What zelkpmutil returns besides, as its help lists it.
+WINDOWS_CODES = {int(code) for code in
+                 re.findall(r'^ *"  (\d+) +[A-Z]', (ROOT / "src/admin/help.cpp").read_text(
+                     encoding="utf-8"), re.M)} - {0}
 LANGUAGES = re.findall(r'\{"\d+", "\w{4}", "([A-Z]{2})"',
                        (ROOT / "src/run/language.cpp").read_text(encoding="utf-8"))
-# Where each refusal is to be found.
-WITH_CODES = ("README.md", "docs/deployment.md")
+# Where each code is to be found in each of its forms, and where each refusal.
+WITH_CODES = ("docs/exit-codes.md",)
 WITH_REFUSALS = (*WITH_CODES, "docs/architecture.md")
 FOLDERS = "src|msg|tests|acceptance|bench|cmake|scripts|docs"
 
@@ -36,12 +40,20 @@ def faulty_links(name, text):
 
 
 def faulty_codes(name, text):
-    unsigned = {int(code) for code in re.findall(r"\b42949\d+\b", text)}
-    if unknown := unsigned - {code % 2**32 for code in CODES}:
-        yield f"{name}: no exit codes are {unknown}"
-    for code, decimal, digits in re.findall(r"^\| (-\d+) \| (\d+) \| (0x\w+) \|", text, re.M):
-        if int(code) not in CODES or {int(decimal), int(digits, 16)} != {int(code) % 2**32}:
-            yield f"{name}: {code} is not {decimal} and {digits}"
+    """A code of zelkpmreg is shown with or without a sign or in hexadecimal, one of Windows as it is
+    or as an HRESULT."""
+    rows = {int(code): forms for code, *forms in
+            re.findall(r"^\| (-?\d+) \| (\d+) \| (0x\w{8}) \|", text, re.M)}
+    for code in CODES:
+        if rows.get(code) != [str(code % 2**32), f"0x{code % 2**32:08X}"]:
+            yield f"{name}: no row has {code} in each form"
+    for code in rows.keys() - CODES:
+        yield f"{name}: {code} is no exit code"
+    results = {int(code): result for code, result in
+               re.findall(r"^\| (\d+) \| (0x\w{8}) \|", text, re.M)}
+    for code in WINDOWS_CODES:
+        if results.get(code) != f"0x{0x80070000 + code:08X}":
+            yield f"{name}: no row has {code} and its HRESULT"
 
 
 def missing_codes(name, text):

@@ -38,7 +38,7 @@ def test_archive():
              for file in (BUILD / "package").rglob("*") if file.is_file()}
     assert found.keys() - built.keys() == {
         "NOTICE", "README.md", "SECURITY.md", "CHANGELOG.md", "docs/administration.md",
-        "docs/deployment.md"}
+        "docs/deployment.md", "docs/exit-codes.md"}
     assert [name for name in built if built[name] != found.get(name)] == []
     shutil.rmtree(sources.parent)
 
