@@ -46,16 +46,20 @@ class Attacks : public Machine {
         for (const auto& file : fs::recursive_directory_iterator(scratch))
             EXPECT_NE(file.path().extension(), ".mark") << "a plant was used: " << file.path();
         EXPECT_EQ(readFile(victim), "kept");
+        for (const std::string& path : plants_) {
+            execute('"' + path + '"');
+            if (const HMODULE library = LoadLibraryA(path.c_str())) FreeLibrary(library);
+            EXPECT_TRUE(fs::exists(path + ".mark")) << "would not have worked: " << path;
+        }
         for (const char* variable : {"TMP", "PATH", "ComSpec"})
             SetEnvironmentVariableA(variable, getenv(variable));
         fs::current_path(start_);
     }
-    std::string plant(const std::string& path, const std::string& kind = ".exe") const {
+    // Puts a program, or a library, where it must not be used. In the end it is used.
+    std::string plant(const std::string& path, const std::string& kind = ".exe") {
         const std::string source = scratch + "\\Plants\\bin\\plant" + kind;
-        execute('"' + source + '"');
-        FreeLibrary(LoadLibraryA(source.c_str()));
-        EXPECT_TRUE(fs::remove(source + ".mark")) << "a plant leaves no mark where it is used";
         EXPECT_TRUE(CopyFileA(source.c_str(), path.c_str(), FALSE)) << path;
+        plants_.push_back(path);
         return path;
     }
     // With the log at its default place.
@@ -64,7 +68,10 @@ class Attacks : public Machine {
     }
     const std::string att = scratch + "\\att", victim = att + "\\victim";
 
+    void race(bool byJunction);
+
   private:
+    std::vector<std::string> plants_;
     const fs::path start_ = fs::current_path();
 };
 
@@ -96,14 +103,13 @@ TEST_F(Attacks, ProgramsAndLibrariesOfTheUser) {
 // Another program fills the new file and links its copy's name, or points the folder elsewhere.
 // With -r there is time for it: the unregistration comes between the file and the command that
 // names it.
-TEST_F(Attacks, RacesForTheTemporaryFile) {
-    const std::string program = plant(att + "\\program"), junction = att + "\\junction";
+void Attacks::race(bool byJunction) {
+    const std::string program = plant(att + "\\program.exe"), junction = att + "\\junction";
     const std::string one = scratch + "\\temp", two = att + "\\two";
     fs::create_directory(two);
-    const bool junctions = makeJunction(junction, one);
+    if (byJunction && !makeJunction(junction, one)) GTEST_SKIP() << "There are no junctions here.";
     int planted = 0;
-    for (int round = 0; round < 6; ++round) {
-        const bool byJunction = junctions && round % 2 == 0;
+    for (int round = 0; round < 3; ++round) {
         if (byJunction) SetEnvironmentVariableA("TMP", junction.c_str());
         std::jthread racing([&](const std::stop_token& stop) {
             std::set<std::string> done;
@@ -137,7 +143,14 @@ TEST_F(Attacks, RacesForTheTemporaryFile) {
     }
     EXPECT_GT(planted, 0) << "no race was won";
     RemoveDirectoryA(junction.c_str());
-    if (!junctions) GTEST_SKIP() << "There are no junctions here: the other races were run.";
+}
+
+TEST_F(Attacks, RacesForTheTemporaryFile) {
+    race(false);
+}
+
+TEST_F(Attacks, RacesForTheTemporaryFolder) {
+    race(true);
 }
 
 TEST_F(Attacks, DefaultLogThatIsALink) {
@@ -146,13 +159,15 @@ TEST_F(Attacks, DefaultLogThatIsALink) {
     ASSERT_NE(end, std::string::npos);
     const std::string logs = console.substr(begin, end - begin);
     const bool mine = fs::create_directory(logs);
+    const std::string target = logs + "\\victim";  // on the same drive
+    std::ofstream(target) << "kept";
     std::vector<std::string> links;
-    for (time_t second = time(nullptr); links.size() < 10; ++second) {
+    for (time_t second = time(nullptr); links.size() < 60; ++second) {
         char stamp[40];
         strftime(stamp, sizeof stamp, "%a %b %d %H_%M_%S %Y", localtime(&second));
         if (stamp[8] == '0') stamp[8] = ' ';
         links.push_back(logs + "\\quenlet-" + stamp + ".log");
-        ASSERT_TRUE(CreateHardLinkA(links.back().c_str(), victim.c_str(), nullptr));
+        ASSERT_TRUE(CreateHardLinkA(links.back().c_str(), target.c_str(), nullptr));
     }
     const auto expectRefused = [&] {
         const Result result = runWithDefaultLog("-c MYCOPY");
@@ -161,6 +176,8 @@ TEST_F(Attacks, DefaultLogThatIsALink) {
         EXPECT_EQ(readRegistry(), Registry());
     };
     expectRefused();
+    EXPECT_EQ(readFile(target), "kept");
+    links.push_back(target);
     for (const std::string& link : links) DeleteFileA(link.c_str());
     if (!mine || !RemoveDirectoryA(logs.c_str()) || !makeJunction(logs, att)) return;
     expectRefused();
