@@ -33,6 +33,8 @@ BOUNDS = {
     "register: keys created, above the floor": 0,
     "register: keys created": 31,
     "unregister: keys deleted": 10,
+    "zelkpmutil verify: requests, as ratio to a bare reader": 1.3,
+    "zelkpmutil list: requests, as ratio to a bare reader": 1.3,
     "console: requests a line": 12,
     "refused run: own requests above an empty program": 40,
     "enumeration: requests an installed copy": 4,
@@ -40,6 +42,7 @@ BOUNDS = {
     "enumeration: departure from a straight line, copies": 0,
     "enumeration: departure from a straight line, data sources": 0,
     "executable: kB": 200,
+    "zelkpmutil: kB": 300,
 }
 
 # The requests of a walk through the registry. What a program asks while it waits for another one
@@ -213,6 +216,19 @@ def straight(machine, sizes, kind, *arguments):
     return max(slopes), max(slopes) - min(slopes)
 
 
+def reading(machine):
+    """The figures of zelkpmutil's reading commands, of a machine with one copy."""
+    found = {}
+    machine.tool("-d")
+    for command in ("verify", "list"):
+        runs = [(machine.run("zelkpmutil.exe", command).own,
+                 machine.floor(command, "reader.exe").own) for _ in range(REPEATS)]
+        ratio = min(mine for mine, _ in runs) / min(bare for _, bare in runs)
+        found[f"zelkpmutil {command}: requests, as ratio to a bare reader"] = round(ratio, 3)
+    machine.tool("-u")
+    return found
+
+
 def figures(machine, sizes):
     """Every figure of BOUNDS."""
     found = {}
@@ -246,6 +262,7 @@ def figures(machine, sizes):
             found[f"{name}: {what}, above the floor"] = count - floor.requests[request]
     found["unregister: keys deleted"] = tool.requests["delete_key"]
 
+    found.update(reading(machine))
     refused = machine.tool("-u")
     assert refused.code == -102, refused.output
     machine.tool("-d")
@@ -268,6 +285,7 @@ def figures(machine, sizes):
     machine.delete(COPIES, UNINSTALL)
     machine.tool("-r")  # for the ODBC driver, which would be installed on top of the old one
     machine.tool("-u")
-    size = (machine.tools.parent / "package" / "bin" / "zelkpmreg.exe").stat().st_size
-    found["executable: kB"] = round(size / 1000, 1)
+    for program, what in (("zelkpmreg", "executable"), ("zelkpmutil", "zelkpmutil")):
+        size = (machine.tools.parent / "package" / "bin" / f"{program}.exe").stat().st_size
+        found[f"{what}: kB"] = round(size / 1000, 1)
     return {name: found[name] for name in BOUNDS}
