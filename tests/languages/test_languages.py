@@ -16,12 +16,15 @@ JP ja_jp ja_JP  KR ko_kr ko_KR  NL nl_nl nl_NL  NO no_no nb_NO  PL pl_pl pl_PL  
 RU ru_ru ru_RU  HR hr_hr hr_HR  SK sk_sk sk_SK  SE sv_se sv_SE  TR tr_tr tr_TR  SL sl_si sl_SI
 TW Zh_tw zh_TW  FR fr_fr fr_FR  BR pt_br pt_BR  CN zh_cn zh_CN  PT pt_pt pt_PT
 """.split()
+assert {locale.lower() for locale in LANGUAGES[1::3]} == {
+    file.parent.name.lower() for file in ROOT.glob("msg/*/zelkpmreg.rc")}
 REFUSED = ["-u", "-c", "MYCOPY"]
 
 
 @pytest.mark.both
-@pytest.mark.parametrize("code, locale, name",
-                         list(zip(*[iter(LANGUAGES)] * 3))[::1 if PRESET != "x86" else 12])
+@pytest.mark.parametrize(
+    "code, locale, name",
+    list(zip(*[iter(LANGUAGES)] * 3, strict=True))[::1 if PRESET != "x86" else 12])
 def test_language_of_the_system(code, locale, name):
     machine = Machine()
     folder = locale.replace("en_us", "en_US")
