@@ -164,22 +164,12 @@ class Parser {
     Command& command_;
 };
 
-}  // namespace
-
-Command parseCommand(int argc, char** argv) {
-    Command command;
-    if (argc < 2) {
-        copyText(command.refusal, "Specify a command.");
-        return command;
-    }
-    const std::span<char*> arguments(argv + 2, static_cast<size_t>(argc - 2));
-    const char* word = argv[1];
-    const auto isJson = [](const char* argument) { return isWord(argument, "--json"); };
-    command.json = isJson(word) || std::ranges::any_of(arguments, isJson);
-    if (isHelp(word)) return command;
+void readCommand(std::span<char*> arguments, Command& command) {
+    const char* word = arguments[0];
+    if (isHelp(word)) return;
     if (isWord(word, "--version")) {
         command.verb = Verb::VERSION;
-        return command;
+        return;
     }
     const auto rule =
         std::ranges::find_if(RULES, [word](const Rule& one) { return isWord(word, one.word); });
@@ -188,11 +178,30 @@ Command parseCommand(int argc, char** argv) {
                    "Not a command: %.100s. The commands are list, verify, register, upgrade, and "
                    "unregister.",
                    word);
-        return command;
+        return;
     }
     command.verb = rule->verb;
     command.word = rule->word;
-    command.help = std::ranges::any_of(arguments, isHelp);
-    if (!command.help) Parser(*rule, command).readAll(arguments);
+    const std::span<char*> rest = arguments.subspan(1);
+    command.help = std::ranges::any_of(rest, isHelp);
+    if (!command.help) Parser(*rule, command).readAll(rest);
+}
+
+}  // namespace
+
+Command parseCommand(int argc, char** argv) {
+    Command command;
+    const std::span<char*> arguments =
+        argv && argc > 1 ? std::span(argv + 1, static_cast<size_t>(argc - 1)) : std::span<char*>();
+    command.json = std::ranges::any_of(
+        arguments, [](const char* argument) { return argument && isWord(argument, "--json"); });
+    if (std::ranges::find(arguments, nullptr) != arguments.end()) {
+        copyText(command.refusal,
+                 "An argument has a character that the code page of this system lacks.");
+    } else if (arguments.empty()) {
+        copyText(command.refusal, "Specify a command.");
+    } else {
+        readCommand(arguments, command);
+    }
     return command;
 }

@@ -22,6 +22,6 @@ struct Command {
     char refusal[256] = "";  // not empty: the arguments are not valid, and why
 };
 
-// Reads the arguments. Prints nothing: what is not valid is in refusal, and the program ends with
-// 87 (ERROR_INVALID_PARAMETER).
+// Reads the arguments, as toAnsiArguments gives them. Prints nothing: what is not valid is in
+// refusal, and the program ends with 87 (ERROR_INVALID_PARAMETER).
 Command parseCommand(int argc, char** argv);

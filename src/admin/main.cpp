@@ -1,7 +1,8 @@
 #include "admin/run_command.h"
+#include "services/arguments.h"
 #include "services/programs/process_setup.h"
 
-int main(int argc, char** argv) {
+extern "C" int wmain(int argc, wchar_t** argv) {
     prepareProcess();
-    return runCommand(argc, argv);
+    return runCommand(argc, toAnsiArguments(argc, argv));
 }

@@ -90,6 +90,11 @@ TEST(AdminCommand, WhatIsRefused) {
         EXPECT_EQ(parse("verify|" + name).refusal,
                   "Not a valid name: " + name +
                       ". Use up to 64 letters, digits, and underscores, and no digit first.");
+    char program[] = "zelkpmutil", word[] = "verify";
+    char* unreadable[] = {program, word, nullptr};
+    EXPECT_STREQ(parseCommand(3, unreadable).refusal,
+                 "An argument has a character that the code page of this system lacks.");
+    EXPECT_STREQ(parseCommand(3, nullptr).refusal, "Specify a command.") << "without memory";
     EXPECT_TRUE(parse("x|--json").json && parse("--json").json) << "a refusal is JSON too";
     EXPECT_LT(std::string(parse("verify|" + std::string(1000, 'x')).refusal).size(), 255u);
 }
