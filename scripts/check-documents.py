@@ -40,8 +40,8 @@ def faulty_links(name, text):
 
 
 def faulty_codes(name, text):
-    """A code of zelkpmreg is shown with a sign, without one, and in hexadecimal, one of Windows as it
-    is and as an HRESULT."""
+    """A code of zelkpmreg is shown with a sign, without one, and in hexadecimal; a code of Windows
+    as it is and as an HRESULT."""
     rows = {int(code): forms for code, *forms in
             re.findall(r"^\| (-?\d+) \| (\d+) \| (0x\w{8}) \|", text, re.M)}
     for code in CODES:
