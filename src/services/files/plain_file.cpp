@@ -4,23 +4,19 @@
 
 namespace {
 
-// The path of an open file without its drive, as the system gives it.
-struct OpenedName {
-    FILE_NAME_INFO information;
-    wchar_t rest[1024];  // FileName goes on here
-};
-
+// The system gives the path of an open file without its drive.
 bool hasName(HANDLE file, const char* path) {
     wchar_t name[PATH_BYTES];
     const char* backslash = findLastBackslash(path);
-    OpenedName opened = {};
-    if (!GetFileInformationByHandleEx(file, FileNameInfo, &opened, sizeof opened)) {
+    alignas(FILE_NAME_INFO) char memory[sizeof(FILE_NAME_INFO) + 1024 * sizeof(wchar_t)] = {};
+    const auto& opened = *reinterpret_cast<const FILE_NAME_INFO*>(memory);
+    if (!GetFileInformationByHandleEx(file, FileNameInfo, memory, sizeof memory)) {
         return GetLastError() != ERROR_MORE_DATA;  // longer than any path that is written here
     }
     const int length =
         MultiByteToWideChar(CP_ACP, 0, backslash ? backslash + 1 : path, -1, name, PATH_BYTES) - 1;
-    const auto whole = static_cast<int>(opened.information.FileNameLength / sizeof(wchar_t));
-    const wchar_t* end = opened.information.FileName + whole;
+    const auto whole = static_cast<int>(opened.FileNameLength / sizeof(wchar_t));
+    const wchar_t* end = opened.FileName + whole;
     return length > 0 && length < whole && end[-length - 1] == L'\\' &&
            CompareStringOrdinal(end - length, length, name, length, TRUE) == CSTR_EQUAL;
 }
