@@ -11,18 +11,18 @@ namespace {
 
 // What a command takes.
 struct Rule {
-    Verb verb;
     const char* word;
     const char* letters;  // of its options
+    Verb verb;
     bool takesJson;
     bool takesName;
 };
 constexpr Rule RULES[] = {
-    {Verb::LIST, "list", "", true, false},
-    {Verb::VERIFY, "verify", "d", true, true},
-    {Verb::REGISTER, "register", "drivspl", false, true},
-    {Verb::UPGRADE, "upgrade", "divspl", false, true},
-    {Verb::UNREGISTER, "unregister", "ivspl", false, true},
+    {"list", "", Verb::LIST, true, false},
+    {"verify", "d", Verb::VERIFY, true, true},
+    {"register", "drivspl", Verb::REGISTER, false, true},
+    {"upgrade", "divspl", Verb::UPGRADE, false, true},
+    {"unregister", "ivspl", Verb::UNREGISTER, false, true},
 };
 
 bool isWord(const char* argument, const char* word) {

@@ -48,8 +48,8 @@ void JsonWriter::put(const char* name) {
 
 void JsonWriter::begin(const char* name, char bracket) {
     put(name);
-    const char text[] = {bracket, '\0'};
-    printRaw(text);
+    const char brackets[] = {bracket, '\0'};
+    printRaw(brackets);
     ++depth_;
     if (depth_ == 2) inArray_ = bracket == '[';
     first_ = true;
@@ -57,8 +57,8 @@ void JsonWriter::begin(const char* name, char bracket) {
 
 void JsonWriter::end(char bracket) {
     if (onOwnLines() && !first_) printRaw(depth_ == 1 ? "\n" : "\n  ");
-    const char text[] = {bracket, '\0'};
-    printRaw(text);
+    const char brackets[] = {bracket, '\0'};
+    printRaw(brackets);
     --depth_;
     first_ = false;
 }

@@ -143,15 +143,14 @@ void printInterrupted(const Listing& listing) {
 }
 
 void printTotals(const Listing& listing) {
-    const size_t copies = listing.rows.count();
-    const size_t notRight = listing.countNotRight();
-    const size_t lost = listing.lost.count();
+    const auto copies = static_cast<unsigned>(listing.rows.count());
+    const auto notRight = static_cast<unsigned>(listing.countNotRight());
+    const auto lost = static_cast<unsigned>(listing.lost.count());
     char text[256];
     if (copies == 0) {
         copyText(text, "No copy is registered");
     } else {
-        formatText(text, sizeof text, "%u cop%s", static_cast<unsigned>(copies),
-                   copies == 1 ? "y" : "ies");
+        formatText(text, sizeof text, "%u cop%s", copies, copies == 1 ? "y" : "ies");
         appendText(text, ", ");
         appendText(text, notRight == 0 ? (copies == 1 ? "ok" : "all ok") : Decimal(notRight).text);
         if (notRight > 0) appendText(text, " not ok");
@@ -225,12 +224,12 @@ void printJson(const Command& command, const Listing& listing, int code) {
 int listCopiesCommand(const Command& command) {
     Listing listing;
     readListing(listing);
-    const bool isRight = listing.countNotRight() == 0 && listing.lost.count() == 0 &&
-                         listing.interrupted.count() == 0;
+    const bool allRight = listing.countNotRight() == 0 && listing.lost.count() == 0 &&
+                          listing.interrupted.count() == 0;
     if (command.json) {
-        printJson(command, listing, isRight ? 0 : 1);
+        printJson(command, listing, allRight ? 0 : 1);
     } else {
         printText(listing);
     }
-    return isRight ? 0 : 1;
+    return allRight ? 0 : 1;
 }

@@ -300,31 +300,28 @@ const RegisteredCopy* findProviderCopy(const PartContext& context, const char* p
 }
 
 // The library of this copy is a server of the view, or that of another copy is, or any other one.
-void checkServers(const PartContext& context, const char* library, PartResult& result) {
-    ProviderSearch own;
-    ProviderSearch& search = context.search ? *context.search : own;
-    searchProviderServers(*context.copy->view, search);
+void checkServers(const PartContext& context, const List<ProviderServer>& servers,
+                  const char* library, PartResult& result) {
     const RegisteredCopy* provider = nullptr;
-    const char* found = nullptr;
-    for (const ProviderServer& server : search.servers) {
-        if (isSameFile(server.path, library)) {
-            copyText(result.found, server.path);
-            set(result, PartState::OK, "server of class %s: %s", server.classId, server.path);
+    for (size_t i = 0; i < servers.count(); ++i) {
+        const char* path = servers[i].path;
+        if (isSameFile(path, library)) {
+            copyText(result.found, path);
+            set(result, PartState::OK, "server of class %s: %s", servers[i].classId, path);
             return;
         }
         if (provider) continue;
-        provider = findProviderCopy(context, server.path);
-        if (provider || !found) found = server.path;
+        provider = findProviderCopy(context, path);
+        if (provider || i == 0) copyText(result.found, path);
     }
-    copyText(result.found, found);
-    if (!found) {
+    if (servers.count() == 0) {
         set(result, PartState::MISSING, "no class of the %s view has this server: %s",
             context.copy->view->name, library);
     } else if (provider) {
         copyText(result.providedBy, provider->name);
-        set(result, PartState::INFO, "provided by %s: %s", provider->name, found);
+        set(result, PartState::INFO, "provided by %s: %s", provider->name, result.found);
     } else {
-        set(result, PartState::WRONG, "%s, expected %s", found, library);
+        set(result, PartState::WRONG, "%s, expected %s", result.found, library);
     }
 }
 
@@ -346,7 +343,10 @@ void checkOleDb(const PartContext& context, PartResult& result) {
     readText(*context.copy->view, key, OLEDB_VALUES[0], classId);
     readServerPath(*context.copy->view, classId, server);
     if (server[0] == '\0' || !isSameFile(server, library)) {
-        checkServers(context, library, result);
+        ProviderSearch own;
+        ProviderSearch& search = context.search ? *context.search : own;
+        searchProviderServers(*context.copy->view, search);
+        checkServers(context, search.servers, library, result);
         return;
     }
     copyText(result.found, server);

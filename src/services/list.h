@@ -28,10 +28,10 @@ class List {
   private:
     bool grow() {
         const size_t wanted = capacity_ == 0 ? 8 : 2 * capacity_;
-        const auto grown = static_cast<char*>(realloc(items_.get(), wanted * sizeof(Item)));
+        const auto grown = static_cast<Item*>(realloc(items_.get(), wanted * sizeof(Item)));
         if (!grown) return false;
         items_.release();
-        items_.reset(grown);
+        items_.reset(reinterpret_cast<char*>(grown));
         capacity_ = wanted;
         return true;
     }
