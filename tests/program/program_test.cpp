@@ -28,7 +28,7 @@ TEST_F(Transcript, Replace) {
 
 const std::pair<std::string, std::string> BRIEFLY(
     "copies, entries in the list of programs, drivers, whose provider is registered",
-    "DEFAULT LOG|Zelk(\\\\InstalledCopies(\\\\\\w+)?)? \\||Uninstall|driver|CLSID.*(dll|UNIQUE "
+    "DEFAULT LOG|Zelk(\\\\InstalledCopies(\\\\\\w+)?)? \\||Uninstall|[Dd]river|CLSID.*(dll|UNIQUE "
     "\\|)$");
 
 TEST_F(Transcript, CopiesSideBySide) {
