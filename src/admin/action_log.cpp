@@ -77,6 +77,7 @@ DWORD ActionLog::write(const char* kind, const char* format, ...) {
     va_start(arguments, format);
     vsnprintf(line + used, sizeof line - used - 2, format, arguments);
     va_end(arguments);
+    maskControls(line);
     appendText(line, "\r\n");
     const OwnedBuffer bytes = toUtf8(line);
     return bytes ? writeBytes(file_.get(), bytes.get()) : ERROR_NOT_ENOUGH_MEMORY;

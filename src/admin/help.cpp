@@ -23,7 +23,7 @@ constexpr char PROGRAM_HELP[] =
     "unregister as administrator; list and verify change nothing and need no elevation.\n"
     "\n"
     "Exit codes:\n"
-    "  0     Every part is right. For list, also if no copy is registered.\n"
+    "  0     Every part is right. For list, even if no copy is registered.\n"
     "  1     A part is not right. The output names it.\n"
     "  2     A file of the package was not found.\n"
     "  5     Access was denied. Run as administrator.\n"
@@ -32,7 +32,7 @@ constexpr char PROGRAM_HELP[] =
     "  183   The name is the key of another product in the list of installed programs.\n"
     "  206   The path of this program is too long.\n"
     "  1618  Another run is active. Try again later.\n"
-    "  -101 to -113  zelkpmreg.exe refused the run. docs\\administration.md lists its codes.\n"
+    "  -101 to -113  zelkpmreg.exe refused the run. docs\\exit-codes.md lists its codes.\n"
     "\n"
     "Names with characters that the console does not have are exact with --json only.";
 
@@ -47,7 +47,8 @@ constexpr char LIST_HELP[] =
     "\n"
     "  --json  Prints one JSON object instead, in ASCII.\n"
     "\n"
-    "Ends with 0 if all that is listed is right, also if no copy is registered, otherwise with 1.";
+    "Returns exit code 0 if all that is listed is right, even if no copy is registered, otherwise "
+    "1.";
 
 constexpr char VERIFY_HELP[] =
     "zelkpmutil verify [NAME] [-d] [--json]\n"
@@ -59,14 +60,13 @@ constexpr char VERIFY_HELP[] =
     "  -d      The copy must be the default client interface copy.\n"
     "  --json  Prints one JSON object instead, in ASCII.\n"
     "\n"
-    "Ends with 0 if no part is MISSING or WRONG, otherwise with 1.";
+    "Returns exit code 0 if no part is MISSING or WRONG, otherwise 1.";
 
 constexpr char REGISTER_HELP[] =
     "zelkpmutil register NAME [options]\n"
     "\n"
-    "Registers the copy in this folder as NAME and verifies it. Ends with 0 if each part is "
-    "right,\n"
-    "also if the copy was registered before.\n"
+    "Registers the copy in this folder as NAME and verifies it. Returns exit code 0 if every part\n"
+    "is right, even if the copy was registered before.\n"
     "\n"
     "  -d       Makes it the default client interface copy.\n"
     "  -r       Replaces a registration. Exports the system data sources of the copy first, "
@@ -74,8 +74,7 @@ constexpr char REGISTER_HELP[] =
     "           they are removed.\n"
     "  -i CODE  The language of the messages of zelkpmreg.exe, two letters: EN.\n"
     "  -v       Shows more messages.\n"
-    "  -s       Prints nothing.\n"
-    "  -p       Waits for a key if zelkpmreg.exe refuses the run.\n"
+    "  -s       Prints refusals only. The log has everything.\n"
     "  -l FILE  The log file. Without it, a new one in Logs\\Orvane below the Windows folder.";
 
 constexpr char UPGRADE_HELP[] =
@@ -90,23 +89,20 @@ constexpr char UPGRADE_HELP[] =
     "  -d       Makes it the default client interface copy.\n"
     "  -i CODE  The language of the messages of zelkpmreg.exe, two letters: EN.\n"
     "  -v       Shows more messages.\n"
-    "  -s       Prints nothing.\n"
-    "  -p       Waits for a key if zelkpmreg.exe refuses the run.\n"
+    "  -s       Prints refusals only. The log has everything.\n"
     "  -l FILE  The log file. Without it, a new one in Logs\\Orvane below the Windows folder.";
 
 constexpr char UNREGISTER_HELP[] =
     "zelkpmutil unregister [NAME] [options]\n"
     "\n"
-    "Unregisters the copy in this folder and verifies that nothing is left. Exports its system "
-    "data\n"
-    "sources first, because they are removed. Ends with 0 if nothing is left, also if the copy "
-    "was\n"
-    "not registered. Without NAME, the name under which the folder is registered.\n"
+    "Unregisters the copy in this folder and verifies that nothing is left. Exports its system\n"
+    "data sources first, because they are removed. Returns exit code 0 if nothing is left, even "
+    "if\n"
+    "the copy was not registered. Without NAME, the name under which the folder is registered.\n"
     "\n"
     "  -i CODE  The language of the messages of zelkpmreg.exe, two letters: EN.\n"
     "  -v       Shows more messages.\n"
-    "  -s       Prints nothing.\n"
-    "  -p       Waits for a key if zelkpmreg.exe refuses the run.\n"
+    "  -s       Prints refusals only. The log has everything.\n"
     "  -l FILE  The log file. Without it, a new one in Logs\\Orvane below the Windows folder.";
 
 const char* helpOf(Verb verb) {
@@ -129,7 +125,7 @@ const char* helpOf(Verb verb) {
 }  // namespace
 
 void printHelp(Verb verb) {
-    printLine("%s", helpOf(verb));
+    printText(helpOf(verb));
 }
 
 void printVersion() {

@@ -132,16 +132,6 @@ void printLost(const Listing& listing) {
     printLine("%s", "");
 }
 
-void printInterrupted(const Listing& listing) {
-    for (const Interrupted& one : listing.interrupted) {
-        printLine(
-            "Interrupted: %s of %s (%s), %s. The next command that changes this copy "
-            "finishes it.",
-            one.command, one.name, one.view->name, one.since);
-    }
-    if (listing.interrupted.count() > 0) printLine("%s", "");
-}
-
 void printTotals(const Listing& listing) {
     const auto copies = static_cast<unsigned>(listing.rows.count());
     const auto notRight = static_cast<unsigned>(listing.countNotRight());
@@ -167,7 +157,7 @@ void printTotals(const Listing& listing) {
 void printText(const Listing& listing) {
     if (listing.rows.count() > 0) printCopies(listing);
     printLost(listing);
-    printInterrupted(listing);
+    printInterrupted(listing.interrupted);
     printTotals(listing);
 }
 
@@ -193,15 +183,6 @@ void writeLost(JsonWriter& json, const LostPart& part) {
     json.endObject();
 }
 
-void writeInterrupted(JsonWriter& json, const Interrupted& one) {
-    json.beginObject();
-    json.text("view", one.view->name);
-    json.text("name", one.name);
-    json.text("command", one.command);
-    json.text("since", one.since);
-    json.endObject();
-}
-
 template <typename Item>
 void writeAll(JsonWriter& json, const char* name, const List<Item>& items,
               void (*write)(JsonWriter&, const Item&)) {
@@ -215,7 +196,7 @@ void printJson(const Command& command, const Listing& listing, int code) {
     beginReport(json, command, code, nullptr);
     writeAll(json, "copies", listing.rows, writeRow);
     writeAll(json, "withoutRecord", listing.lost, writeLost);
-    writeAll(json, "interrupted", listing.interrupted, writeInterrupted);
+    writeInterrupted(json, listing.interrupted);
     json.endObject();
 }
 

@@ -46,6 +46,7 @@ void print(FILE* stream, const char* line) {
 void formatLine(char (&line)[LINE_BYTES], const char* format, va_list arguments) {
     if (vsnprintf(line, sizeof line - 1, format, arguments) < 0) line[0] = '\0';
     line[sizeof line - 2] = '\0';
+    maskControls(line);
     appendText(line, "\n");
 }
 
@@ -70,6 +71,11 @@ void printRefusal(const char* format, ...) {
     fflush(stdout);
     print(stderr, line);
     fflush(stderr);
+}
+
+void printText(const char* text) {
+    print(stdout, text);
+    print(stdout, "\n");
 }
 
 void setQuiet(bool quiet) {

@@ -12,5 +12,9 @@ void printLine(const char* format, ...) TEXT_PRINTF(1, 2);
 void printRefusal(const char* format, ...) TEXT_PRINTF(1, 2);  // to standard error
 void setQuiet(bool quiet);
 
+// Prints a text of the program's own, which has its line ends but the last, even while quiet is
+// set.
+void printText(const char* text);
+
 // Prints text as it is, for JSON: ASCII only.
 void printRaw(const char* text);

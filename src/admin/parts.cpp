@@ -9,6 +9,7 @@
 #include "odbc/odbc_keys.h"
 #include "registration/installed_copies_keys.h"
 #include "registration/uninstall_keys.h"
+#include "run/copy_name.h"
 #include "run/package_names.h"
 #include "services/files/image_file.h"
 #include "services/files/same_file.h"
@@ -119,6 +120,10 @@ void checkRecord(const PartContext& context, PartResult& result) {
     }
     if (!readRegistryText(key, PATH_VALUE, result.found, sizeof result.found)) {
         set(result, PartState::WRONG, "incomplete: no value \"%s\" in HKLM\\%s", PATH_VALUE, path);
+        return;
+    }
+    if (!isValidCopyName(context.copy->name)) {
+        set(result, PartState::WRONG, "not the name of a copy: HKLM\\%s", path);
         return;
     }
     // As the registration program compares them.

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "registration/installed_copies_keys.h"
+#include "run/copy_name.h"
 #include "services/files/same_file.h"
 #include "services/owners.h"
 #include "services/same_name.h"
@@ -72,7 +73,9 @@ CopyFound findThisCopy(const CopyList& copies, const char* folder, const char* n
     const RegisteredCopy* ofFolder = nullptr;  // of another name
     const RegisteredCopy* both = nullptr;
     for (const RegisteredCopy& one : copies) {
-        if (one.view != &ownView()) continue;
+        // Another name is not of the registration program, which would take a blank in it for the
+        // end of the name, and what follows for an option.
+        if (one.view != &ownView() || !isValidCopyName(one.name)) continue;
         const bool isHere = isSameFolder(one.dir, folder);
         const bool isNamed = *name == '\0' ? isHere && !both : isSameName(one.name, name);
         if (isNamed && isHere) {

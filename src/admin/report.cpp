@@ -53,6 +53,29 @@ void writeCopy(JsonWriter& json, const RegisteredCopy& copy, const char* version
     json.text("version", version && *version != '\0' ? version : nullptr);
 }
 
+void printInterrupted(const List<Interrupted>& interrupted) {
+    for (const Interrupted& one : interrupted) {
+        printLine(
+            "Interrupted: %s of %s (%s), %s. The next command that changes a copy of this view "
+            "finishes it.",
+            one.command, one.name, one.view->name, one.since);
+    }
+    if (interrupted.count() > 0) printLine("%s", "");
+}
+
+void writeInterrupted(JsonWriter& json, const List<Interrupted>& interrupted) {
+    json.beginArray("interrupted");
+    for (const Interrupted& one : interrupted) {
+        json.beginObject();
+        json.text("view", one.view->name);
+        json.text("name", one.name);
+        json.text("command", one.command);
+        json.text("since", one.since);
+        json.endObject();
+    }
+    json.endArray();
+}
+
 int refuse(const Command& command, int code, const char* text) {
     if (!command.json) {
         printRefusal("%s", text);
@@ -67,8 +90,10 @@ int refuse(const Command& command, int code, const char* text) {
         }
     } else {
         json.null("copy");
-        json.beginArray("parts");
-        json.endArray();
+        for (const char* array : {"parts", "interrupted"}) {
+            json.beginArray(array);
+            json.endArray();
+        }
     }
     json.endObject();
     return code;

@@ -19,6 +19,7 @@ struct Verification {
     char version[VERSION_BYTES];
     List<PartResult> parts;  // in the order of PARTS; the record alone when no name is known
     unsigned notRight = 0;
+    List<Interrupted> interrupted;  // in the view of the copy
 };
 
 void checkParts(const Command& command, Verification& result) {
@@ -96,6 +97,7 @@ void printText(const Command& command, const Verification& result) {
                   result.parts[i].text);
     }
     printLine("%s", "");
+    printInterrupted(result.interrupted);
     printAdvice(command, result);
 }
 
@@ -129,6 +131,7 @@ void printJson(const Command& command, const Verification& result, int code) {
     json.beginArray("parts");
     for (size_t i = 0; i < result.parts.count(); ++i) writePart(json, PARTS[i], result.parts[i]);
     json.endArray();
+    writeInterrupted(json, result.interrupted);
     json.endObject();
 }
 
@@ -157,7 +160,8 @@ int verifyCommand(const Command& command) {
     } else {
         reportNoName(result);
     }
-    const int code = result.notRight == 0 ? 0 : 1;
+    listInterrupted(ownView(), result.interrupted);
+    const int code = result.notRight == 0 && result.interrupted.count() == 0 ? 0 : 1;
     if (command.json) {
         printJson(command, result, code);
     } else {

@@ -46,6 +46,12 @@ char* trimCharacters(char* text, const char* set) {
     return text + strspn(text, set);
 }
 
+void maskControls(char* text) {
+    for (; *text != '\0'; ++text) {
+        if (iscntrl(static_cast<unsigned char>(*text)) && *text != '\t') *text = '?';
+    }
+}
+
 int compareFolded(const char* left, const char* right, size_t count) {
     for (size_t i = 0; i < count; ++i) {
         const auto l = static_cast<signed char>(toupper(static_cast<unsigned char>(left[i])));

@@ -41,6 +41,10 @@ int32_t appendText(char (&out)[N], const char* text) {
 // that is not in set. The leading ones stay in text: only the returned pointer is past them.
 char* trimCharacters(char* text, const char* set);
 
+// Makes every control character of text but the tab a question mark, so that a text of others, a
+// value of the registry for example, cannot begin a line of its own or command a terminal.
+void maskControls(char* text);
+
 // Compares at most count characters of both texts, each folded with toupper, as signed values.
 // Returns -1, 0 or 1.
 int compareFolded(const char* left, const char* right, size_t count = SIZE_MAX);

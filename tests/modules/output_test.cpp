@@ -9,6 +9,12 @@
 
 namespace {
 
+TEST(Output, IsOneLineWhateverTheTextHolds) {
+    testing::internal::CaptureStdout();
+    printLine("%s", "a\tb\r\nok\x1b[2J\x7f");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "a\tb??ok?[2J?\n");
+}
+
 TEST(Output, IsInTheCodePageOfTheConsole) {
     // Of 1252: e with an acute accent, the euro sign, typographic quotes.
     const std::string text = "\xe9 \x80 \x93\x94";

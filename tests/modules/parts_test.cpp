@@ -363,6 +363,9 @@ TEST_F(Parts, CopyOfAFolder) {
     const std::string record = INSTALLED_COPIES_KEY;
     EXPECT_EQ(find(""), "1 |*|");
     EXPECT_EQ(find("NEW"), "1 NEW|*|");
+    putValue(record + "\\X -f", PATH_VALUE, REG_SZ, text(dir));
+    EXPECT_EQ(find(""), "1 |*|") << "what follows the blank would be an option";
+    EXPECT_EQ(find("NEW"), "1 NEW|*|");
     registerCopy(dir, "MYCOPY", false);
     registerCopy("C:\\Other\\", "OTHER", false);
     std::string upper = dir, below = dir + "bin\\..\\";
