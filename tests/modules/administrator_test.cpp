@@ -19,10 +19,10 @@ TEST(InstallDirectory, ProgramWithoutAPath) {
                   "Error getting executable name, directory not found.  Return code is 122\n");
         EXPECT_STREQ(installDir, "\\");
         // Nothing is loaded from the root of the current drive then.
-        char log[] = "-l", file[] = "no path.log";
-        char* arguments[] = {nullptr, log, file, nullptr};
+        char log[] = "-l", file[] = "no path.log", unregister[] = "-u";  // which is refused later
+        char* arguments[] = {nullptr, log, file, unregister, nullptr};
         FAILING(LoadLibraryA, GetModuleHandleA(nullptr));
-        EXPECT_EQ(outcomeOf([&] { return runSequence(3, arguments); }).first,
+        EXPECT_EQ(outcomeOf([&] { return runSequence(4, arguments); }).first,
                   static_cast<uint32_t>(EXIT_NO_MESSAGE_LIBRARY));
         EXPECT_EQ(failingLoadLibraryA.calls, 0);
         DeleteFileA(file);
