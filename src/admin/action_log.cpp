@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr size_t LINE_BYTES = 4 * 4096;
+constexpr size_t LINE_BYTES = 16384;
 
 DWORD writeBytes(HANDLE file, const char* bytes) {
     const auto size = static_cast<DWORD>(strlen(bytes));
@@ -73,7 +73,7 @@ DWORD ActionLog::write(const char* kind, const char* format, ...) {
     const Timestamp now;
     formatText(line, sizeof line, "%s %-5s ", now.milliseconds, kind);
     const size_t used = strlen(line);
-    va_list arguments;
+    va_list arguments;  // NOLINT(cppcoreguidelines-init-variables): a type without a value
     va_start(arguments, format);
     vsnprintf(line + used, sizeof line - used - 2, format, arguments);
     va_end(arguments);

@@ -9,7 +9,7 @@ namespace {
 
 struct CodeText {
     int code;
-    const char* text;
+    const char* meaning;
 };
 
 constexpr CodeText PROGRAM_CODES[] = {
@@ -39,7 +39,7 @@ constexpr CodeText REGSVR32_CODES[] = {
 
 const char* findText(std::span<const CodeText> texts, int code) {
     const auto found = std::ranges::find(texts, code, &CodeText::code);
-    return found == texts.end() ? "not known" : found->text;
+    return found == texts.end() ? "not known" : found->meaning;
 }
 
 }  // namespace

@@ -31,7 +31,7 @@ const KindText& textOf(KeptKind kind) {
 }
 
 struct KeyText {
-    char text[REGISTRY_TEXT_BYTES];
+    char text[REGISTRY_TEXT_BYTES] = "";
 };
 
 KeyText keptPath(KeptKind kind, const char* name) {

@@ -112,22 +112,22 @@ void RegistryExport::value(const ValueWalk& value) {
     flush();
 }
 
-void RegistryExport::tree(HKEY opened, const wchar_t* path) {
+void RegistryExport::tree(HKEY top, const wchar_t* path) {
     key(path);
-    ValueWalk walk(opened);
+    ValueWalk walk(top);
     LSTATUS status = walk.next();
     for (; status == ERROR_SUCCESS; status = walk.next()) value(walk);
     if (status != ERROR_NO_MORE_ITEMS) fail(static_cast<DWORD>(status));
     for (DWORD index = 0; error_ == ERROR_SUCCESS; ++index) {
         wchar_t name[256];
         DWORD length = sizeof name / sizeof *name;
-        status = RegEnumKeyExW(opened, index, name, &length, nullptr, nullptr, nullptr, nullptr);
+        status = RegEnumKeyExW(top, index, name, &length, nullptr, nullptr, nullptr, nullptr);
         if (status == ERROR_NO_MORE_ITEMS) return;
         const size_t size = wcslen(path) + length + 2;
         const OwnedWideBuffer below(static_cast<wchar_t*>(malloc(size * sizeof(wchar_t))));
         OwnedKey subkey;
         if (!below) status = ERROR_NOT_ENOUGH_MEMORY;
-        if (status == ERROR_SUCCESS) status = openSubkey(opened, name, subkey);
+        if (status == ERROR_SUCCESS) status = openSubkey(top, name, subkey);
         if (status == ERROR_SUCCESS) {
             swprintf(below.get(), size, L"%ls\\%ls", path, name);
             tree(subkey.get(), below.get());

@@ -23,7 +23,7 @@ class RegistryExport {
     void value(const ValueWalk& value);
 
     // A key with all below it, in the same way.
-    void tree(HKEY key, const wchar_t* path);
+    void tree(HKEY top, const wchar_t* path);
 
     // Writes what is still in memory. Returns 0 or the first failure: also ERROR_INVALID_DATA for a
     // name that a line cannot hold, one with a line break or a zero.

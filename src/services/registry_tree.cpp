@@ -88,7 +88,6 @@ bool holdsLevel(HKEY whole, HKEY part, unsigned levels) {
 
 }  // namespace
 
-// The values of a key have a longest name and a longest data; both grow while somebody writes.
 LSTATUS ValueWalk::reserve() {
     DWORD longestName = 0;
     DWORD longestData = 0;
@@ -105,14 +104,11 @@ LSTATUS ValueWalk::reserve() {
 
 LSTATUS ValueWalk::next() {
     LSTATUS status = name_ ? ERROR_SUCCESS : reserve();
-    for (int attempt = 0; status == ERROR_SUCCESS; ++attempt) {
-        nameLength_ = nameRoom_;
-        size_ = dataRoom_;
-        status = RegEnumValueW(key_, index_, name_.get(), &nameLength_, nullptr, &type_,
-                               reinterpret_cast<BYTE*>(data_.get()), &size_);
-        if (status != ERROR_MORE_DATA || attempt == 3) break;
-        status = reserve();
-    }
+    if (status != ERROR_SUCCESS) return status;
+    nameLength_ = nameRoom_;
+    size_ = dataRoom_;
+    status = RegEnumValueW(key_, index_, name_.get(), &nameLength_, nullptr, &type_,
+                           reinterpret_cast<BYTE*>(data_.get()), &size_);
     if (status != ERROR_SUCCESS) return status;
     memset(data_.get() + size_, 0xFF, sizeof(wchar_t));
     ++index_;
@@ -121,9 +117,9 @@ LSTATUS ValueWalk::next() {
 
 bool ValueWalk::isText(const wchar_t* text) const {
     if (type_ != REG_SZ && type_ != REG_EXPAND_SZ) return false;
-    const auto* data = reinterpret_cast<const wchar_t*>(data_.get());
-    const size_t length = wcsnlen(data, size_ / sizeof(wchar_t));  // it may lack its zero
-    return CompareStringOrdinal(data, static_cast<int>(length), text, -1, TRUE) == CSTR_EQUAL;
+    const auto* found = reinterpret_cast<const wchar_t*>(data_.get());
+    const size_t length = wcsnlen(found, size_ / sizeof(wchar_t));  // it may lack its zero
+    return CompareStringOrdinal(found, static_cast<int>(length), text, -1, TRUE) == CSTR_EQUAL;
 }
 
 LSTATUS openSubkey(HKEY key, const wchar_t* name, OwnedKey& subkey) {

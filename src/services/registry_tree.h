@@ -12,7 +12,7 @@ class ValueWalk {
     explicit ValueWalk(HKEY key) : key_(key) {}
 
     // Reads the next value. Returns 0, ERROR_NO_MORE_ITEMS behind the last one, or why it cannot be
-    // read.
+    // read: also ERROR_MORE_DATA for one that was longer than all others when the walk began.
     LSTATUS next();
 
     // Of the value that was read. The name ends with a zero and can hold others. The data is

@@ -41,18 +41,16 @@ void appendAccount(char* out, size_t size) {
 
 // The process that started this one. Its number can belong to a later process by now.
 void appendParent(char* out, size_t size) {
-    struct Information {  // PROCESS_BASIC_INFORMATION, whose last field this is
-        void* other[5];
-        ULONG_PTR parent;
-    } information = {};
+    constexpr size_t PARENT = 5;
+    ULONG_PTR information[PARENT + 1] = {};  // PROCESS_BASIC_INFORMATION, whose last field it is
     using Query = LONG NTAPI(HANDLE, int, void*, ULONG, ULONG*);
     const auto query =
         findFunction<Query>(GetModuleHandleA("ntdll.dll"), "NtQueryInformationProcess");
-    if (!query || query(GetCurrentProcess(), 0, &information, sizeof information, nullptr) != 0 ||
-        information.parent == 0) {
+    if (!query || query(GetCurrentProcess(), 0, information, sizeof information, nullptr) != 0 ||
+        information[PARENT] == 0) {
         return;
     }
-    const auto id = static_cast<DWORD>(information.parent);
+    const auto id = static_cast<DWORD>(information[PARENT]);
     const OwnedHandle parent(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, id));
     FILETIME born = {};
     FILETIME parentBorn = {};

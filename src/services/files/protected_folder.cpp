@@ -6,6 +6,7 @@
 #include <cstring>
 #include <cwchar>
 
+#include "services/text.h"
 #include "services/wide_text.h"
 
 namespace {
@@ -151,9 +152,9 @@ FolderFault ProtectedFolder::inspect() {
     PSID sid = nullptr;
     const FolderFault fault = judgeSecurity(
         security.get(), windowsSecurity ? findOwner(windowsSecurity.get()) : nullptr, &sid);
-    OwnedLocal text;
-    if (sid && ConvertSidToStringSidA(sid, reinterpret_cast<char**>(text.put()))) {
-        strncat(other_, static_cast<const char*>(text.get()), sizeof other_ - 1);
+    OwnedLocal sidText;
+    if (sid && ConvertSidToStringSidA(sid, reinterpret_cast<char**>(sidText.put()))) {
+        copyText(other_, static_cast<const char*>(sidText.get()));
     }
     return fault;
 }
@@ -200,12 +201,12 @@ FolderFault ProtectedFolder::makeNewBelow(const ProtectedFolder& parent, const w
 
 OwnedHandle ProtectedFolder::openFile(const wchar_t* name, DWORD access, DWORD share,
                                       DWORD disposition) const {
-    wchar_t path[PATH_BYTES];
-    if (!joinPath(path_, name, path)) {
+    wchar_t file[PATH_BYTES];
+    if (!joinPath(path_, name, file)) {
         SetLastError(ERROR_FILENAME_EXCED_RANGE);
         return {};
     }
-    return ownFile(CreateFileW(path, access, share, nullptr, disposition,
+    return ownFile(CreateFileW(file, access, share, nullptr, disposition,
                                FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
 }
 

@@ -60,7 +60,7 @@ class LineCutter {
 
     LineReceiver receive_;
     void* context_;
-    char line_[4096];
+    char line_[4096] = "";
     size_t used_ = 0;
 };
 
@@ -116,7 +116,7 @@ DWORD start(const char* path, char* command, HANDLE input, HANDLE output, OwnedH
     return ERROR_SUCCESS;
 }
 
-void readLines(HANDLE pipe, Watch& watch, LineReceiver receive, void* context) {
+void readLines(HANDLE pipe, const Watch& watch, LineReceiver receive, void* context) {
     LineCutter lines(receive, context);
     char bytes[1024];
     DWORD count = 0;
