@@ -41,8 +41,10 @@ start)
     echo "$!" >"$lock"
     ;;
 stop)
-    kill "$(cat "$lock")" 2>/dev/null || true
-    flock "$lock" true
+    keeper=$(cat "$lock")
+    kill "$keeper" 2>/dev/null || true
+    # The next owner may have the lock at once.
+    while kill -0 "$keeper" 2>/dev/null; do sleep 0.1; done
     ;;
 *)
     sed -n '2,/^set/s/^# \{0,1\}//p' "$0"
