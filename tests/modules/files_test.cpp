@@ -207,8 +207,8 @@ TEST(DefaultLog, IsMissingWhenTheSystemFails) {
     EXPECT_NO_DEFAULT_LOG(261, LoadLibraryExA, nullptr);
     EXPECT_NO_DEFAULT_LOG(261, GetProcAddress, nullptr);
     EXPECT_NO_DEFAULT_LOG(261, GetShortPathNameA, 0);
-    EXPECT_NO_DEFAULT_LOG(261, GetShortPathNameA, 261);     // what a longer one would need
-    EXPECT_NO_DEFAULT_LOG(30, GetShortPathNameA, 0, 1000);  // does not fail, but there is no room
+    EXPECT_NO_DEFAULT_LOG(261, GetShortPathNameA, 261);        // what a longer one would need
+    EXPECT_NO_DEFAULT_LOG(30, GetShortPathNameA, 0, NO_CALL);  // there is no room
     FAILING(GetSystemDirectoryA, 0);
     EXPECT_EQ(loadSystemLibrary("kernel32.dll"), nullptr);
 }

@@ -37,6 +37,7 @@ Function* replaceImport(const char* importer, const char* name, Function* functi
 }
 
 constexpr int EACH_CALL = 0;
+constexpr int NO_CALL = -1;
 
 // For as long as the object lives, a lambda takes the place of a function that the test program, or
 // another module, imports; or one call of it, counted from 1, or each of them, gives a result
@@ -81,4 +82,5 @@ class ReplacedImport<Result WINAPI(Arguments...), Tag> {
 #define REPLACING_AS(object, function, ...) \
     ReplacedImport<decltype(function), decltype([] {})> object = {#function, __VA_ARGS__}
 #define REPLACING(function, ...) REPLACING_AS(replaced##function, function, __VA_ARGS__)
+#define COUNTING(function) REPLACING_AS(counted##function, function, {}, NO_CALL)
 #define FAILING(function, ...) REPLACING_AS(failing##function, function, __VA_ARGS__)

@@ -33,23 +33,25 @@ class CopyRecord : public RegistrySandbox {
 };
 
 TEST_F(CopyRecord, Removal) {
-    EXPECT_EQ(remove(false), Outcome(ERROR_FILE_NOT_FOUND, "[1047]\n"));
-    EXPECT_EQ(add(), Outcome(0, "[1048]\n"));
+    EXPECT_EQ(remove(false), Outcome(ERROR_FILE_NOT_FOUND, "[RECORD_FAILED]\n"));
+    EXPECT_EQ(add(), Outcome(0, "[RECORD_WRITTEN]\n"));
     {
         FAILING(RegEnumKeyExA, ERROR_ACCESS_DENIED);  // no failure, and what holds them stays
-        EXPECT_EQ(remove(false), Outcome(0, "[1076]\n"));
+        EXPECT_EQ(remove(false), Outcome(0, "[RECORD_REMOVED]\n"));
         EXPECT_TRUE(keyExists(OLEDB));
     }
-    EXPECT_EQ(remove(false), Outcome(0, "[1076]\n"));
+    EXPECT_EQ(remove(false), Outcome(0, "[RECORD_REMOVED]\n"));
     // Only the removal of the product key counts when it is asked for.
-    EXPECT_EQ(remove(true), Outcome(0, "[1076]\n"));
+    EXPECT_EQ(remove(true), Outcome(0, "[RECORD_REMOVED]\n"));
     EXPECT_FALSE(keyExists(PRODUCT_KEY));
 }
 
 TEST_F(CopyRecord, WhichFailuresDecide) {
-    const Outcome written(0, "[1048]\n"), complained(0, "[1047]\n[1048]\n");
-    const Outcome failed(ZELKI_REGISTRY_ERROR, "[1047]\n");
-    const Outcome keys[] = {written, complained, complained, {failed.first, "[1047]\n[1047]\n"}};
+    const Outcome written(0, "[RECORD_WRITTEN]\n"),
+        complained(0, "[RECORD_FAILED]\n[RECORD_WRITTEN]\n");
+    const Outcome failed(ZELKI_REGISTRY_ERROR, "[RECORD_FAILED]\n");
+    const Outcome keys[] = {
+        written, complained, complained, {failed.first, "[RECORD_FAILED]\n[RECORD_FAILED]\n"}};
     for (int call = 1; call <= 4; ++call) {
         FAILING(RegCreateKeyExA, NO_RESOURCES, call);
         EXPECT_EQ(add(), keys[call - 1]) << call;
@@ -59,7 +61,8 @@ TEST_F(CopyRecord, WhichFailuresDecide) {
         for (int call = 1; call <= values; ++call) {
             FAILING(RegSetValueExA, NO_RESOURCES, call);
             const Outcome result = add(values == 19);
-            EXPECT_EQ(result.second, call == values ? "[1047]\n" : "[1048]\n") << call;
+            EXPECT_EQ(result.second, call == values ? "[RECORD_FAILED]\n" : "[RECORD_WRITTEN]\n")
+                << call;
             EXPECT_EQ(failingRegSetValueExA.calls, values);
         }
     }
@@ -67,7 +70,7 @@ TEST_F(CopyRecord, WhichFailuresDecide) {
 
 TEST_F(CopyRecord, IdentifiersThatCannotBeMadeAreLeftOut) {
     FAILING(GetProcAddress, nullptr, 1);
-    EXPECT_EQ(add(), Outcome(0, "[1048]\n"));
+    EXPECT_EQ(add(), Outcome(0, "[RECORD_WRITTEN]\n"));
     for (const char* name : {"ORVANEDAZELK", "ORVANEDAZELK Error Lookup"})
         EXPECT_EQ(RegGetValueA(HKEY_LOCAL_MACHINE, OLEDB.c_str(), name, RRF_RT_REG_SZ, nullptr,
                                nullptr, nullptr) == 0,
@@ -102,15 +105,16 @@ std::string writeEntry(int mode) {
 TEST_F(UninstallEntry, FailuresAreReported) {
     makeKey("Software\\Microsoft\\Windows\\CurrentVersion");
     makeKey(UNINSTALL, REG_OPTION_VOLATILE);  // nothing lasting can be made below it
-    EXPECT_EQ(writeEntry(0), "[1051]\n");
+    EXPECT_EQ(writeEntry(0), "[UNINSTALL_WRITE_FAILED]\n");
     RegDeleteKeyA(HKEY_LOCAL_MACHINE, UNINSTALL.c_str());
     for (const int call : {1, 2}) {  // only the command counts
         FAILING(RegSetValueExA, NO_RESOURCES, call);
-        EXPECT_EQ(writeEntry(0), call == 1 ? "[1050]\n" : "[1051]\n");
+        EXPECT_EQ(writeEntry(0),
+                  call == 1 ? "[UNINSTALL_WRITTEN]\n" : "[UNINSTALL_WRITE_FAILED]\n");
         RegDeleteKeyA(HKEY_LOCAL_MACHINE, ENTRY.c_str());
     }
     makeKeyWithout(KEY_ENUMERATE_SUB_KEYS, ENTRY + "\\Guarded");
-    EXPECT_EQ(writeEntry(1), "[1078]\n");
+    EXPECT_EQ(writeEntry(1), "[UNINSTALL_REMOVE_FAILED]\n");
     makeKeyWithout(0, ENTRY + "\\Guarded");
 }
 
@@ -137,12 +141,14 @@ TEST_F(Tools, FailuresOfTheRunnerAreReported) {
     copyText(copyName, "MYCOPY");
     for (const int mode : {0, 1}) {
         const auto oleDb = [=] { return registerOleDbProvider(mode, "C:\\P\\", false); };
-        EXPECT_EQ(outcomeOf(oleDb), Outcome(5111, mode ? "[1074] -103\n" : "[1046] -103\n"));
+        EXPECT_EQ(outcomeOf(oleDb), Outcome(5111, mode ? "[OLEDB_UNREGISTER_FAILED] -103\n"
+                                                       : "[OLEDB_REGISTER_FAILED] -103\n"));
         const auto dotNet = [=] { return runDotNetConfigurationTool(mode, path.c_str(), false); };
-        EXPECT_EQ(outcomeOf(dotNet), Outcome(-100, mode ? "[1072] -100\n" : "[1035] -100\n"));
+        EXPECT_EQ(outcomeOf(dotNet), Outcome(-100, mode ? "[DOTNET_UNREGISTER_FAILED] -100\n"
+                                                        : "[DOTNET_REGISTER_FAILED] -100\n"));
     }
     EXPECT_EQ(outcomeOf([] { return switchDefaultClientCopy(), 0; }).second,
-              "[1081] MYCOPY\n[1079]\n");
+              "[DEFAULT_SWITCHING] MYCOPY\n[DEFAULT_SWITCH_FAILED]\n");
     std::filesystem::remove_all(path + "bin");
 }
 
@@ -150,14 +156,15 @@ TEST_F(Tools, ToolThatCannotBeStagedIsNotRun) {
     const auto run = [] { return runDotNetConfigurationTool(0, "C:\\P", false); };
     bool started = false;
     REPLACING(CreateProcessA, [&](auto...) { return started = true; });
-    EXPECT_EQ(outcomeOf(run), Outcome(DOTNET_TOOL_NOT_COPIED, "[1085]\n"));  // there is no C:\P
+    EXPECT_EQ(outcomeOf(run),
+              Outcome(DOTNET_TOOL_NOT_COPIED, "[DOTNET_NOT_COPIED]\n"));  // there is no C:\P
 // The failure is inside: the capture of the output has temporary files of its own.
 #define EXPECT_NO_NAME(function, result)     \
     EXPECT_EQ(outcomeOf([&] {                \
                   FAILING(function, result); \
                   return run();              \
               }),                            \
-              Outcome(DOTNET_NO_TEMPORARY_NAME, "[1083]\n"))
+              Outcome(DOTNET_NO_TEMPORARY_NAME, "[DOTNET_NO_TEMPORARY_NAME]\n"))
     EXPECT_NO_NAME(GetTempPathA, 0);
     EXPECT_NO_NAME(GetTempFileNameA, 0);
     EXPECT_NO_NAME(GetShortPathNameA, 0);

@@ -12,6 +12,7 @@
 
 #include "run/run_settings.h"
 #include "services/owners.h"
+#include "tests/support/names.h"
 
 using namespace std::string_literals;
 
@@ -33,13 +34,13 @@ class RegistrySandbox : public testing::Test {
     OwnedKey key_;
 };
 
-// What a step returns and prints; without a message library that is "[number]" on each line.
+// What a step returns and prints: without a message library, "[NAME] arguments" on each line.
 using Outcome = std::pair<uint32_t, std::string>;
 template <typename Step>
 Outcome outcomeOf(Step step) {
     testing::internal::CaptureStdout();
     const uint32_t result = step();
-    return {result, testing::internal::GetCapturedStdout()};
+    return {result, withNames(testing::internal::GetCapturedStdout())};
 }
 
 inline OwnedKey makeKey(const std::string& path, DWORD options = REG_OPTION_NON_VOLATILE) {
