@@ -69,9 +69,10 @@ def test_json_is_ascii_on_every_system():
     assert machine.wine("reg", "import", f"{machine.folder}\\old.reg")[0] == 0
     for name, shown in (("de_DE", "Gr\u00fc\u00dfe"), ("ja_JP", "\u8868"), ("hi_IN", path)):
         reports = []
-        for command, expected in ((["list"], 1), (["verify", "OLD", "-d"], 1), (["verify", "-x"], 87)):
-            code, output = machine.wine(f"{machine.folder}\\bin\\zelkpmutil.exe", *command, "--json",
-                                        env={"LC_ALL": f"{name}.UTF-8"})
+        for command, expected in (
+                (["list"], 1), (["verify", "OLD", "-d"], 1), (["verify", "-x"], 87)):
+            code, output = machine.wine(f"{machine.folder}\\bin\\zelkpmutil.exe", *command,
+                                        "--json", env={"LC_ALL": f"{name}.UTF-8"})
             reports.append(json.loads(output.decode("ascii")))
             assert (code, reports[-1]["exitCode"]) == (expected, expected)
         listed, verified, refused = reports
