@@ -28,7 +28,7 @@ class RegistrySandbox : public testing::Test {
         RegDeleteTreeA(HKEY_USERS, scratch.c_str());
     }
     const std::string scratch =
-        ".DEFAULT\\Software\\zelkpmreg-" + std::to_string(GetCurrentProcessId());
+        ".DEFAULT\\Software\\zelkpmreg-tests-" + std::to_string(GetCurrentProcessId());
 
   private:
     OwnedKey key_;

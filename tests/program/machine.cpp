@@ -10,7 +10,6 @@
 namespace {
 
 const std::string BUILD = _pgmptr + "\\..\\..\\"s;
-const std::string PROVIDER = "SOFTWARE\\Classes\\CLSID\\{5D3C9B7A-1F60-4E8B-9B5E-0A7C31E6D2F4}";
 const std::string DOTNET = "SOFTWARE\\Microsoft\\.NETFramework";
 const std::string POOLING = DRIVERS + "\\ODBC Connection Pooling";
 const std::regex LINE("(.*?) \\|( (.*) = (\\d+):([^]*))?");
@@ -40,24 +39,58 @@ void readKey(const std::string& path, Registry& lines) {
         readKey(path + '\\' + name.c_str(), lines);
 }
 
+// Whether a line is ours, and not of what stands for other products.
 bool isOurs(const std::string& line) {
-    static const std::regex keys(
-        "SOFTWARE\\\\(Orvane|Classes|Microsoft\\\\Windows\\\\CurrentVersion\\\\Uninstall\\\\"
-        "(MYCOPY|OTHER|" +
-        NAME +
-        "[12]|ORVDBCL1)|ODBC\\\\ODBCINST.INI\\\\ODBC Connection Pooling \\| "
-        "(PerfMon|RetryWait))[ \\\\]");
-    return line.find(MARK) != line.npos ||
-           std::regex_search(line, keys, std::regex_constants::match_continuous);
+    if (line.find(NEIGHBOUR) != line.npos) return false;
+    const size_t bar = line.find(" |");
+    const std::string key = line.substr(0, bar);
+    if (line.ends_with(" |"))
+        return marks::isOurKey(key) ||
+               (marks::isContainer(key) && marks::isIn(key, "SOFTWARE\\Orvane"));
+    const size_t end = line.find(" = ", bar);
+    return marks::isOurValue(key, line.substr(bar + 3, end - bar - 3), line.substr(end));
+}
+
+// What stands for other products.
+const Registry NEIGHBOURS = {
+    UNINSTALL + '\\' + NEIGHBOUR + " | DisplayName = 1:Another product",
+    DRIVERS + '\\' + NEIGHBOUR + " | CPTimeout = 1:15",
+    DRIVERS + "\\ODBC Drivers | " + NEIGHBOUR + " = 1:Installed",
+    SOURCES + " | " + NEIGHBOUR + " = 1:" + NEIGHBOUR,
+};
+
+Registry readWhere(bool (*chosen)(const std::string&)) {
+    Registry lines;
+    for (const std::string& key : WATCHED_KEYS) readKey(key, lines);
+    std::erase_if(lines, [&](const std::string& line) { return !chosen(line); });
+    return lines;
+}
+
+bool isNeighbour(const std::string& line) {
+    return line.find(NEIGHBOUR) != line.npos && !line.ends_with(" |");
+}
+
+// Deletes values and keys that are there, those below first, and no key that is not empty.
+void remove(const Registry& lines) {
+    for (auto line = lines.rbegin(); line != lines.rend(); ++line) {
+        std::smatch part;
+        std::regex_match(*line, part, LINE);
+        const std::string key = part[1];
+        if (part[2].matched) {
+            RegDeleteKeyValueA(HKEY_LOCAL_MACHINE, key.c_str(), part.str(3).c_str());
+        } else {
+            DWORD values = 0;
+            OwnedKey handle;
+            RegOpenKeyExA(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_READ, handle.put());
+            RegQueryInfoKeyA(handle.get(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                             &values, nullptr, nullptr, nullptr, nullptr);
+            if (values == 0) RegDeleteKeyA(HKEY_LOCAL_MACHINE, key.c_str());
+        }
+    }
 }
 
 void clean() {
-    for (const std::string& line : readRegistry()) {
-        std::smatch part;
-        std::regex_match(line, part, LINE);
-        if (!part[2].matched) removeKey(part[1]);
-        RegDeleteKeyValueA(HKEY_LOCAL_MACHINE, part.str(1).c_str(), part.str(3).c_str());
-    }
+    remove(readRegistry());
     if (isWine()) removeKey(DOTNET);
 }
 
@@ -69,7 +102,8 @@ OwnedHandle makeLimitedToken() {
     SID_AND_ATTRIBUTES administrators = {sid, 0};
     DWORD size = sizeof sid;
     CreateWellKnownSid(WinBuiltinAdministratorsSid, nullptr, sid, &size);
-    CreateRestrictedToken(own.get(), 0, 1, &administrators, 0, nullptr, 0, nullptr, limited.put());
+    CreateRestrictedToken(own.get(), DISABLE_MAX_PRIVILEGE, 1, &administrators, 0, nullptr, 0,
+                          nullptr, limited.put());
     return limited;
 }
 
@@ -89,14 +123,15 @@ struct Pipe {
 }  // namespace
 
 Registry readRegistry(bool ours) {
-    Registry lines;
-    for (const auto& key : {"SOFTWARE\\Orvane"s, "SOFTWARE\\ODBC"s,
-                            "SOFTWARE\\Microsoft\\MSDTC\\XADLL"s, UNINSTALL, PROVIDER})
-        readKey(key, lines);
-    std::erase_if(lines, [&](const std::string& line) {
-        return isOurs(line) != ours || (!ours && line.ends_with(" |"));
+    return ours ? readWhere(isOurs) : readWhere([](const std::string& line) {
+        return !isOurs(line) && !line.ends_with(" |");
     });
-    return lines;
+}
+
+std::string driverOf(std::string folder) {
+    for (char* c = folder.data(); *c; c = CharNextA(c))
+        if (*c == '\\') *c = '/';
+    return "ORVANE PELLIMAR for ODBC - " + folder + '/';
 }
 
 void put(const Registry& lines) {
@@ -124,24 +159,32 @@ std::string readFile(const std::string& path) {
 }
 
 Machine::Machine()
-    : scratch(getenv("SystemDrive") + ("\\" + MARK)), folder(scratch + '\\' + defaultName()) {
+    : scratch(getenv("SystemRoot") + ("\\" + MARK)), folder(scratch + '\\' + defaultName()) {
     SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
-    std::error_code ignored;
-    std::filesystem::remove_all(scratch, ignored);  // of a test that was interrupted
     const std::string temporary = scratch + "\\temp";
-    std::filesystem::create_directories(temporary);
+    // A file that somebody still has open, a scanner for example, keeps its folder for a while.
+    std::error_code failed;
+    for (int tries = 0; tries < 30; ++tries) {
+        std::filesystem::remove_all(scratch, failed);  // of the test before
+        if (std::filesystem::create_directories(temporary, failed)) break;
+        Sleep(100);
+    }
+    EXPECT_TRUE(std::filesystem::is_directory(temporary, failed)) << failed.message();
     SetEnvironmentVariableA("TMP", temporary.c_str());
     copy(folder);
     for (const std::string& line : readRegistry())
         if (line.starts_with(POOLING)) pooling_.insert(line);
     clean();
-    others_ = readRegistry(false);
+    put(NEIGHBOURS);
+    SetEnvironmentVariableA("ZELK_TEST",
+                            testing::UnitTest::GetInstance()->current_test_info()->name());
     if (isWine()) put({DOTNET + " | InstallRoot = 1:C:\\"});
 }
 
 Machine::~Machine() {
     clean();
-    EXPECT_EQ(readRegistry(false), others_);
+    EXPECT_EQ(readWhere(isNeighbour), NEIGHBOURS) << "what is another product's was changed";
+    remove(readWhere([](const std::string& line) { return line.find(NEIGHBOUR) != line.npos; }));
     put(pooling_);
     std::error_code ignored;
     std::filesystem::remove_all(scratch, ignored);

@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/program/marks.h"
+
 using namespace std::string_literals;
 
 // Keys below HKEY_LOCAL_MACHINE: lines "key |" and "key | name = type:data" with the exact bytes.
@@ -19,15 +21,14 @@ inline const std::string COPIES = "SOFTWARE\\Orvane\\Zelk\\InstalledCopies";
 inline const std::string UNINSTALL = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall";
 inline const std::string DRIVERS = "SOFTWARE\\ODBC\\ODBCINST.INI";
 inline const std::string SOURCES = "SOFTWARE\\ODBC\\ODBC.INI\\ODBC Data Sources";
-// In the name or the data of all that a test makes, unless that is the product's own.
-inline const std::string MARK = sizeof(void*) == 8 ? "zelkpmreg-tests-64" : "zelkpmreg-tests-32";
+inline const std::string MARK = MARKS + (sizeof(void*) == 8 ? "64" : "32");
+// In the names of what stands for other products.
+inline const std::string NEIGHBOUR = MARK + "-neighbour";
 
-// With one character more, a name of a copy as long as they get, of all characters that it can
-// have.
-inline const std::string NAME = "_abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
-
-// What is there where a run writes: all that is ours, or the values that are not.
+// What is there where a run writes: all that tests and runs made, or the values of others.
 Registry readRegistry(bool ours = true);
+// The name of the driver that a copy in the folder gets.
+std::string driverOf(std::string folder);
 void put(const Registry& values);
 void removeKey(const std::string& key);
 bool isWine();
@@ -50,8 +51,8 @@ struct Result {
     std::string log = {};
 };
 
-// Nothing of ours is registered when a test begins and when it ends, and all else in the registry
-// is then as it was. The .NET Framework is installed.
+// Nothing of ours is registered when a test begins and when it ends. Another product, another
+// driver and its data source are there all the time. The .NET Framework is installed.
 class Machine : public testing::Test {
   protected:
     Machine();
@@ -67,5 +68,5 @@ class Machine : public testing::Test {
     const std::string folder;  // of a copy; its name has blanks and letters that are not ASCII
 
   private:
-    Registry pooling_, others_;  // as they were
+    Registry pooling_;  // as it was
 };

@@ -87,9 +87,6 @@ std::string shortened(std::string calls) {
 }  // namespace
 
 Transcript::Transcript() {
-    driver = "ORVANE PELLIMAR for ODBC - " + folder + '/';
-    for (char* c = driver.data(); *c; c = CharNextA(c))
-        if (*c == '\\') *c = '/';
     lay(folder);
     show("all but the language", "^(?!\\[(LANGUAGE|LIBRARY)\\]|The specified)");
     whole_ = true;
@@ -189,7 +186,7 @@ std::string Transcript::inGeneral(std::string lines) const {
     replaceAll(lines, 'c' + folder.substr(1), "FOLDER, with c: for C:,");
     replaceAll(lines, driver.substr(6), "...");  // ORVANE...
     replaceAll(lines, scratch, "SCRATCH");
-    replaceAll(lines, scratch.substr(0, 2) + '/' + MARK, "SCRATCH");
+    replaceAll(lines, driverOf(scratch).substr(27, scratch.size()), "SCRATCH");
     replaceAll(lines, MARK, "MARK");
     for (char c = 0; c < '\t'; ++c) replaceAll(lines, {c}, "<0" + std::to_string(c) + '>');
     return lines;

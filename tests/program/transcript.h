@@ -27,7 +27,7 @@ class Transcript : public Machine {
     // Runs the program, or a command line that begins with a path.
     void zelkpmreg(const std::string& arguments, const Start& start = {});
 
-    std::string driver;  // its name for the copy in Machine::folder
+    const std::string driver = driverOf(folder);
 
   private:
     void add(const std::string& prefix, const std::string& lines, bool always = false);

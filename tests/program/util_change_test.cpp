@@ -71,7 +71,7 @@ class UtilChange : public Machine {
     const std::string odd =
         "Copy (1) & 100%TEMP% two^3!, x=y" + folder.substr(folder.rfind(' '));  // and not ASCII
     const std::string dir = lay(odd);
-    const std::string driver = "ORVANE PELLIMAR for ODBC - C:/" + MARK + '/' + odd + '/';
+    const std::string driver = driverOf(dir);
     std::string log_;
 };
 

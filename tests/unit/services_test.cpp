@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string>
 #include <tuple>
+#include <vector>
 
 #include "services/arguments.h"
 #include "services/programs/command_builder.h"
@@ -81,13 +82,15 @@ TEST(CommandBuilder, ProgramPart) {
 }
 
 TEST(SameName, ComparedAsInWindows) {
-    const std::tuple<const char*, const char*, bool> cases[] = {
-        {"D:/Name/", "d:/nAME/", true},
-        {"D:/Name/", "D:/Name", false},
-        {"co-op", "coop", false},
-        {"D:/\xDCnikat/", "d:/\xFCnikat/", GetACP() == 1252},
+    std::vector<std::tuple<const char*, const char*, bool>> cases = {
+        {"D:/Name/", "d:/nAME/", true}, {"D:/Name/", "D:/Name", false}, {"co-op", "coop", false}};
+    // The bytes mean something else in other code pages.
+    const bool western = GetACP() == 1252, japanese = GetACP() == 932;
+    if (western || japanese) {
+        cases.emplace_back("D:/\xDCnikat/", "d:/\xFCnikat/", western);
         // Two-byte characters that differ in the second byte alone, 0x41 and 0x61
-        {"\x83\x41", "\x83\x61", GetACP() != 932}};
+        cases.emplace_back("\x83\x41", "\x83\x61", western);
+    }
     for (const auto& [left, right, same] : cases) EXPECT_EQ(isSameName(left, right), same) << left;
 }
 
