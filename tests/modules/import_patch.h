@@ -8,10 +8,10 @@
 #include <functional>
 #include <utility>
 
-// Replaces what a module (null: the program) imports by that name, and returns what it was. Ends
-// the program when nothing is imported, because the test would then test nothing.
+// Where a module (null: the program) keeps the address of what it imports by that name; null when
+// nothing is imported.
 template <typename Function>
-Function* replaceImport(const char* importer, const char* name, Function* function) {
+Function** findImport(const char* importer, const char* name) {
     const auto base = reinterpret_cast<char*>(GetModuleHandleA(importer));
     const auto dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
     const auto headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
@@ -25,15 +25,23 @@ Function* replaceImport(const char* importer, const char* name, Function* functi
             if (IMAGE_SNAP_BY_ORDINAL(names->u1.Ordinal)) continue;
             const auto entry =
                 reinterpret_cast<const IMAGE_IMPORT_BY_NAME*>(base + names->u1.AddressOfData);
-            if (strcmp(reinterpret_cast<const char*>(entry->Name), name) != 0) continue;
-            DWORD protection = 0;
-            VirtualProtect(places, sizeof *places, PAGE_READWRITE, &protection);
-            Function* const original = std::exchange(*places, function);
-            VirtualProtect(places, sizeof *places, protection, &protection);
-            return original;
+            if (strcmp(reinterpret_cast<const char*>(entry->Name), name) == 0) return places;
         }
     }
-    abort();
+    return nullptr;
+}
+
+// Replaces what a module imports, and returns what it was. Ends the program when nothing is
+// imported, because the test would then test nothing.
+template <typename Function>
+Function* replaceImport(const char* importer, const char* name, Function* function) {
+    Function** const place = findImport<Function>(importer, name);
+    if (!place) abort();
+    DWORD protection = 0;
+    VirtualProtect(place, sizeof *place, PAGE_READWRITE, &protection);
+    Function* const original = std::exchange(*place, function);
+    VirtualProtect(place, sizeof *place, protection, &protection);
+    return original;
 }
 
 constexpr int EACH_CALL = 0;
