@@ -3,16 +3,14 @@ import os
 import shutil
 import subprocess
 import zipfile
-from pathlib import Path
 
 import measure
 import pefile
 import pytest
-from machine import BUILD, DRIVE, ENTRY, PREFIX, PRESET, Machine
-from wine import ROOT, end_session, make_light_prefix
+from machine import BUILD, PREFIX, PRESET, Machine
+from wine import ROOT
 
 HIGH_ENTROPY, DYNAMIC_BASE, NO_EXECUTE = 0x20, 0x40, 0x100
-VIEW = {"x64": "/reg:64", "x86": "/reg:32"}[PRESET]
 MACHINE, WANTED = {"x64": (0x8664, HIGH_ENTROPY | DYNAMIC_BASE | NO_EXECUTE),
                    "x86": (0x14C, DYNAMIC_BASE | NO_EXECUTE)}[PRESET]
 # src/services/stack_guard.cpp mixes the guard with it. The linker takes that file only for
@@ -79,39 +77,6 @@ def test_message_libraries():
         image = read(source.relative_to(ROOT).with_suffix(".dll"))
         assert image.is_dll() and image.OPTIONAL_HEADER.AddressOfEntryPoint == 0
         assert not any(hasattr(image, f"DIRECTORY_ENTRY_{table}") for table in ("IMPORT", "TLS"))
-
-
-@pytest.mark.both
-def test_acceptance_kit():
-    """What it says of a good program, of one that writes a wrong value, and of one that is broken
-    in other ways; and that it puts everything back."""
-    machine, kit, light = Machine(), DRIVE / "kit (1) & more", Path(f"{PREFIX}-kit")
-    end_session(light)
-    for folder in (kit, light):
-        shutil.rmtree(folder, ignore_errors=True)
-    make_light_prefix(PREFIX, light)
-    subprocess.run(["cmake", "--install", BUILD, "--component", "acceptance", "--prefix", kit],
-                   check=True, stdout=subprocess.DEVNULL)
-    program, here = kit / "package/bin/zelkpmreg.exe", {"WINEPREFIX": str(light)}
-    good, broken = program.read_bytes(), (BUILD / "programs/broken.exe").read_bytes()
-    others = "HKLM\\" + ENTRY.replace("MYCOPY", "AnotherProduct")
-    machine.wine("reg", "add", others, "/v", "x", VIEW, env=here)
-    once = ["Text.CopyNameInAKeyPath", "Registry.DeletedTrees", "Transcript.RegisterAndUnregister"]
-    trials = [(good, once, 0), (good.replace(b" Pooling", b" Poolinx"), once, 2)]
-    trials.append((broken, [*once, "Transcript.Replace", "Transcript.CopiesSideBySide"], 4))
-    here["ZELK_SECONDS"] = "5"  # for the program that hangs
-    for data, cases, failed in trials:
-        program.write_bytes(data)
-        code, output = machine.wine("cmd", "/c", "accept.cmd", cwd=kit, timeout=300,
-                                    env={"ZELK_CASES": ":".join(cases), **here})
-        lines = output.decode("cp1252").splitlines()
-        assert sum(line.startswith("as ") for line in lines) == 15, lines
-        passed = len(cases) + 2 - failed  # with those of the whole registry
-        assert (code, lines[-2]) == (failed > 0, f"{passed} passed, {failed} failed"), lines
-        assert ("FAILED  Registry.Unchanged" in lines) == (failed > 0), lines
-        assert "ok      Registry.PutBack" in lines
-    assert machine.wine("reg", "query", others, "/v", "x", VIEW, env=here)[0] == 0
-    end_session(light)
 
 
 def test_costs():
