@@ -81,8 +81,7 @@ TEST_F(Odbc, InstallerIsMissing) {
     EXPECT_EQ(stepPrints(1), "[ODBC_SOURCES_REMOVED]\n[ODBC_REMOVED]\n");
     EXPECT_EQ(boxes, "[|"s + _pgmptr + "|64]");
     missing = "SQLInstallDriverEx";
-    EXPECT_EQ(outcomeOf([] { return step(0); }),
-              Outcome(1, "[ODBC_INSTALL_FAILED] -1879048190\n"));
+    EXPECT_EQ(outcomeOf([] { return step(0); }), Outcome(1, "[ODBC_INSTALL_FAILED] -1879048190\n"));
     missing = "SQLRemoveDriver";
     makeKey(DRIVER);
     EXPECT_EQ(stepPrints(1), "[ODBC_SOURCES_REMOVED]\n[ODBC_REMOVE_FAILED] -1879048190\n");
