@@ -42,11 +42,11 @@ make_data_sources() {
         /d 'ORVANE PELLIMAR for ODBC - C:/Program Files/Orvane/Pellimar Package/' >/dev/null
 }
 
-# run ARG...: runs the tool, shows the command, the console and the exit code.
+# run ARG...: runs zelkpmutil, shows the command, the console and the exit code.
 run() {
     local status=0
-    printf '\n    > zelkpmreg %s\n\n' "$*"
-    "$wine" "$tool" "$@" | indent || status=${PIPESTATUS[0]}
+    printf '\n    > zelkpmutil %s\n\n' "$*"
+    "$wine" "${tool/zelkpmreg/zelkpmutil}" "$@" 2>&1 | indent || status=${PIPESTATUS[0]}
     printf '\n    exit code: %s\n' "$(signed "$status")"
 }
 
@@ -58,9 +58,12 @@ show_registry() {
         "$provider" | indent
 }
 
+# show_log COMMAND: the log of the last run of a command.
 show_log() {
-    say "The log, $log"
-    indent <"$WINEPREFIX/drive_c/demo/zelkpmreg.log"
+    local last
+    last=$(find "$WINEPREFIX/drive_c/windows/Logs/Orvane" -name "*-MYCOPY-$1.log" | sort | tail -n 1)
+    say "The log, $(basename "$last")"
+    indent <"$last"
 }
 
 # Fifty copies in fifty folders of one prefix, as a server has them that keeps every release.
@@ -133,18 +136,21 @@ make_data_sources
 snapshot before
 
 say "Registering the copy in C:\\Program Files\\Orvane\\Pellimar Package"
-run -c MYCOPY -d -v -l "$log"
+run register MYCOPY -d
 show_registry
 say "What the package's switch tool was asked"
 indent <"$folder/bin/zelkswtch.asked"
-show_log
+show_log register
+
+say "Listing what is registered"
+run list
 
 say "An administrator makes the data source \"Sales database\" with the driver"
 make_data_sources both
 "$wine" "$regtree" 'SOFTWARE\ODBC\ODBC.INI' | indent
 
 say "Unregistering the copy"
-run -u -c MYCOPY -v -l "$log"
+run unregister
 show_registry
 snapshot after
 
@@ -170,4 +176,4 @@ printf '\n    These are settings and empty keys that other products share, and t
 printf '    of the %s keys below HKEY_LOCAL_MACHINE\\SOFTWARE is as it was.\n' \
     "$(grep -c '^\[' "$demo/after.txt")"
 stop_server
-printf '\nTry it yourself:  scripts/demo.sh -- -h\n'
+printf '\nTry zelkpmreg yourself:  scripts/demo.sh -- -h\n'
