@@ -110,12 +110,16 @@ TEST_F(Util, Verifies) {
                   ": run \"zelkpmutil verify " + LONG_NAME + "\".");
     const std::string other = scratch + "\\Other";
     copy(other);
+    // Without XA, which is no fault of a 32-bit copy on 64-bit Windows.
+    const std::string count = IS_64 || !hasTwoViews ? "7" : "6";
     EXPECT_EQ(lastLine("verify -d " + LONG_NAME, other),
-              "7 parts are not right. The name is "
-              "registered for another folder. Use another name, or unregister it there.");
+              count +
+                  " parts are not right. The name is "
+                  "registered for another folder. Use another name, or unregister it there.");
     EXPECT_EQ(lastLine("verify OTHER -d", other),
-              "7 parts are not right. To register the copy, run "
-              "\"zelkpmutil register OTHER -d\".");
+              count +
+                  " parts are not right. To register the copy, run "
+                  "\"zelkpmutil register OTHER -d\".");
     put({COPIES + "\\OTHER | Zelk Path Name = 1:" + dir + "\\" + '\0'});
     expect(87, "verify",
            "This folder is registered as " + LONG_NAME + " and as OTHER. Specify one.\n");
