@@ -9,16 +9,19 @@
 
 namespace {
 
+OwnedHandle openForIdentity(const char* path) {
+    constexpr DWORD SHARE_ALL = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    return ownFile(CreateFileA(path, 0, SHARE_ALL, nullptr, OPEN_EXISTING,
+                               FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+}
+
 struct Identity {
-    explicit Identity(const char* path) {
-        constexpr DWORD SHARE_ALL = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-        handle = ownFile(CreateFileA(path, 0, SHARE_ALL, nullptr, OPEN_EXISTING,
-                                     FILE_FLAG_BACKUP_SEMANTICS, nullptr));
-        known = handle && GetFileInformationByHandle(handle.get(), &information);
-    }
+    explicit Identity(const char* path)
+        : handle(openForIdentity(path)),
+          known(handle && GetFileInformationByHandle(handle.get(), &information)) {}
     OwnedHandle handle;  // stays open, because a closed file's number may be given to another one
     BY_HANDLE_FILE_INFORMATION information = {};
-    bool known = false;
+    bool known;
 };
 
 }  // namespace
