@@ -20,6 +20,7 @@
 #include "services/files/file_system.h"
 #include "services/files/image_file.h"
 #include "services/programs/child_process.h"
+#include "services/programs/process_setup.h"
 #include "services/system_facts.h"
 #include "services/system_library.h"
 #include "services/wide_text.h"
@@ -144,6 +145,7 @@ DWORD makeTemporary(Change& change, const ProtectedFolder& folder, char* reason,
     removeFoldersBelow(folder, RUN_FOLDER_PREFIX);  // of runs that were ended: none has the lock
     swprintf(name, sizeof name / sizeof *name, L"%ls%lu", RUN_FOLDER_PREFIX, GetCurrentProcessId());
     const FolderFault fault = change.temporary.makeNewBelow(folder, name);
+    prepareFolderVariables();
     SetEnvironmentVariableW(L"TMP", change.temporary.path());
     SetEnvironmentVariableW(L"TEMP", change.temporary.path());
     return describeFault(change.temporary, fault, reason, size);

@@ -9,7 +9,7 @@ namespace {
 
 struct CodeText {
     int code;
-    const char* meaning;
+    const char* meaning;  // cppcheck-suppress unusedStructMember ; findText uses it
 };
 
 constexpr CodeText PROGRAM_CODES[] = {

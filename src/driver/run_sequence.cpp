@@ -16,6 +16,7 @@
 #include "run/run_log.h"
 #include "run/run_settings.h"
 #include "services/path.h"
+#include "services/programs/process_setup.h"
 #include "services/programs/system_command.h"
 #include "services/programs/thread.h"
 #include "services/text.h"
@@ -42,6 +43,7 @@ void runSteps(int unregister, bool onlyCopy) {
     const auto announce = [unregister](unsigned registering, unsigned unregistering) {
         say(unregister ? unregistering : registering);
     };
+    prepareFolderVariables();
     announce(MSG_REGISTERING, MSG_UNREGISTERING);
 
     char frameworkRoot[PATH_BYTES] = "";  // only whether there is one matters

@@ -276,6 +276,7 @@ TEST(ProcessSetup, WhatTheProgramsThatAreStartedInherit) {
                         static_cast<DWORD>(strlen(data) + 1));
     SetErrorMode(0);
     prepareProcess();
+    prepareFolderVariables();
     for (const char* name : {"DOTNET_MINE", "DOTNET_CHANGED", "DOTNET_Windows"})
         RegDeleteKeyValueA(HKEY_LOCAL_MACHINE, KEY, name);
     for (size_t i = 0; i < paths.size(); ++i) EXPECT_EQ(read(paths[i]), system[i]) << paths[i];

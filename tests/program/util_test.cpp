@@ -229,7 +229,7 @@ TEST_F(Util, PrintsOneJsonObject) {
               head(87, "null",
                    "{\"code\": 87, \"text\": \"Not a command: lst. The "
                    "commands are list, verify, register, upgrade, and unregister.\"}") +
-                  "  \"copy\": null,\n  \"parts\": []\n}\n");
+                  "  \"copy\": null,\n  \"parts\": [],\n  \"interrupted\": []\n}\n");
     EXPECT_EQ(run("-c MYCOPY").code, 0);
     EXPECT_EQ(json("list", {.administrator = false}),
               head(0, "\"list\"", "null", false) + "  \"copies\": [\n    " + copyName + path +

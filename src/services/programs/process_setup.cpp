@@ -73,18 +73,6 @@ void setFromRegistry(const wchar_t* path, Variables variables) {
     }
 }
 
-void setFolderVariables() {
-    setFromRegistry(L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion",
-                    {{L"ProgramFiles", L"ProgramFilesDir"},
-                     {L"ProgramFiles(x86)", L"ProgramFilesDir (x86)"},
-                     {L"ProgramW6432", L"ProgramW6432Dir"},
-                     {L"CommonProgramFiles", L"CommonFilesDir"},
-                     {L"CommonProgramFiles(x86)", L"CommonFilesDir (x86)"},
-                     {L"CommonProgramW6432", L"CommonW6432Dir"}});
-    setFromRegistry(L"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\ProfileList",
-                    {{L"ProgramData", L"ProgramData"}, {L"ALLUSERSPROFILE", L"ProgramData"}});
-}
-
 void setSystemVariables() {
     wchar_t directory[PATH_BYTES];
     const UINT length = GetSystemWindowsDirectoryW(directory, PATH_BYTES);
@@ -106,7 +94,18 @@ void prepareProcess() {
     SetDllDirectoryA(SystemPath("").path);
     SetEnvironmentVariableA("NoDefaultCurrentDirectoryInExePath", "1");
     setSystemVariables();
-    setFolderVariables();  // the registry names some by those above
     removeRuntimeVariables();
     SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX);
+}
+
+void prepareFolderVariables() {
+    setFromRegistry(L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion",
+                    {{L"ProgramFiles", L"ProgramFilesDir"},
+                     {L"ProgramFiles(x86)", L"ProgramFilesDir (x86)"},
+                     {L"ProgramW6432", L"ProgramW6432Dir"},
+                     {L"CommonProgramFiles", L"CommonFilesDir"},
+                     {L"CommonProgramFiles(x86)", L"CommonFilesDir (x86)"},
+                     {L"CommonProgramW6432", L"CommonW6432Dir"}});
+    setFromRegistry(L"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\ProfileList",
+                    {{L"ProgramData", L"ProgramData"}, {L"ALLUSERSPROFILE", L"ProgramData"}});
 }
