@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "services/owners.h"
+#include "services/system_library.h"
 
 namespace {
 
@@ -148,8 +149,14 @@ void removeKey(const std::string& key) {
     RegDeleteTreeA(HKEY_LOCAL_MACHINE, key.c_str());
 }
 
+int wineVersion() {
+    const auto version =
+        findFunction<const char*()>(GetModuleHandleA("ntdll.dll"), "wine_get_version");
+    return version ? atoi(version()) : 0;
+}
+
 bool isWine() {
-    return GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") != nullptr;
+    return wineVersion() > 0;
 }
 
 std::string readFile(const std::string& path) {

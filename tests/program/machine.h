@@ -32,6 +32,7 @@ std::string driverOf(std::string folder);
 void put(const Registry& values);
 void removeKey(const std::string& key);
 bool isWine();
+int wineVersion();                              // 8, say; 0 on Windows
 std::string readFile(const std::string& path);  // lines end with "\n"
 
 struct Start {
