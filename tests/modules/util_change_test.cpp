@@ -146,7 +146,12 @@ TEST_F(KeptKeys, WhatCannotBeKeptOrPutBackIsSaid) {
     ASSERT_EQ(keepKey(KeptKind::ENTRY, "MYCOPY"), 0U);
     putValue(ENTRY, "DisplayName", REG_SZ, "Orvane Pellimar Package - Remote - MYCOPY\0"s);
     EXPECT_EQ(putKeptBack(KeptKind::ENTRY, "MYCOPY", &restored), DWORD{ERROR_FILE_EXISTS});
-    EXPECT_EQ(dropKept(KeptKind::ENTRY, "MYCOPY"), 0U);
+    {
+        // Half of a tree must not be put back, so it loses its mark before it is deleted.
+        FAILING(RegDeleteTreeA, LSTATUS{ERROR_ACCESS_DENIED});
+        EXPECT_EQ(dropKept(KeptKind::ENTRY, "MYCOPY"), DWORD{ERROR_ACCESS_DENIED});
+        EXPECT_FALSE(isKept(KeptKind::ENTRY, "MYCOPY"));
+    }
     // A copy that does not match is no copy; a link would lead out of the tree.
     putRecord("10");
     {

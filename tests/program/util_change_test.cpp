@@ -111,7 +111,11 @@ TEST_F(UtilChange, RegistersUpgradesAndUnregisters) {
     settings = readRegistry();  // as the registry holds them
     const Registry sources = only(settings, "ODBC.INI");
     const std::string upper = CharUpperA(std::string(dir).data());
-    expect(0, "upgrade -i EN", {"ok       DefaultCopy       " + longName, "!MISSING"}, upper);
+    expect(0, "upgrade -v -i EN",
+           {"ok       DefaultCopy       " + longName, "The switch tool was called", "!MISSING"},
+           upper);
+    // The temporary files of the program are where only administrators can put any.
+    EXPECT_TRUE(std::regex_search(log_, std::regex("Logs.Orvane.run-[0-9]+.ZEL"))) << log_;
     Registry kept = readRegistry();
     std::erase_if(settings, [](const std::string& line) {
         return line.find("ORVANEDAZELK") != line.npos || line.find("UsageCount") != line.npos;
