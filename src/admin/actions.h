@@ -9,3 +9,6 @@ int verifyCommand(const Command& command);
 int registerCommand(const Command& command);
 int upgradeCommand(const Command& command);
 int unregisterCommand(const Command& command);
+int filesCommand(const Command& command);
+int exportSourcesCommand(const Command& command);
+int importSourcesCommand(const Command& command);

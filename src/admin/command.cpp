@@ -9,21 +9,27 @@
 
 namespace {
 
+enum class Operand { NONE, NAME, FOLDER, FILE };
+
 // What a command takes.
 struct Rule {
     const char* word;
     const char* letters;  // of its options
     Verb verb;
     bool takesJson;
-    bool takesName;
+    Operand operand;
 };
 constexpr Rule RULES[] = {
-    {"list", "", Verb::LIST, true, false},
-    {"verify", "d", Verb::VERIFY, true, true},
-    {"register", "drivspl", Verb::REGISTER, false, true},
-    {"upgrade", "divspl", Verb::UPGRADE, false, true},
-    {"unregister", "ivspl", Verb::UNREGISTER, false, true},
+    {"list", "", Verb::LIST, true, Operand::NONE},
+    {"verify", "d", Verb::VERIFY, true, Operand::NAME},
+    {"register", "drivspl", Verb::REGISTER, false, Operand::NAME},
+    {"upgrade", "divspl", Verb::UPGRADE, false, Operand::NAME},
+    {"unregister", "ivspl", Verb::UNREGISTER, false, Operand::NAME},
+    {"files", "", Verb::FILES, true, Operand::FOLDER},
+    {"sources export", "", Verb::EXPORT_SOURCES, false, Operand::FILE},
+    {"sources import", "sl", Verb::IMPORT_SOURCES, false, Operand::FILE},
 };
+constexpr char SOURCES[] = "sources";
 
 bool isWord(const char* argument, const char* word) {
     return compareFolded(argument, word) == 0;
@@ -65,6 +71,10 @@ class Parser {
             command_.name[0] == '\0') {
             refuse("Specify the name of the copy: zelkpmutil register NAME.");
         }
+        if (command_.refusal[0] == '\0' && rule_.operand == Operand::FILE &&
+            command_.path[0] == '\0') {
+            refuse("Specify the file: zelkpmutil %s FILE.", rule_.word);
+        }
     }
 
   private:
@@ -77,7 +87,7 @@ class Parser {
     // True when next, its value, was read as well.
     bool readArgument(const char* argument, char* next) {
         if (!isOption(argument)) {
-            readName(argument);
+            readOperand(argument);
         } else if (const char letter = optionLetter(argument); letter != '\0') {
             if (strchr(rule_.letters, letter)) return readOption(letter, next);
             refuseOption(letter);
@@ -89,10 +99,20 @@ class Parser {
         return false;
     }
 
+    void readOperand(const char* argument) {
+        if (rule_.operand == Operand::NONE) {
+            refuse("%s does not take a name: %.100s", rule_.word, argument);
+        } else if (rule_.operand == Operand::NAME) {
+            readName(argument);
+        } else if (command_.path[0] != '\0') {
+            refuse("Specify one path, not two: %.100s, %.100s", command_.path, argument);
+        } else if (copyText(command_.path, argument) != TEXT_OK || *argument == '\0') {
+            refuse("Not a path of 1 to 260 characters: %.100s", argument);
+        }
+    }
+
     void readName(const char* name) {
-        if (!rule_.takesName) {
-            refuse("%s does not take a name: %.100s", rule_.word, name);
-        } else if (command_.name[0] != '\0') {
+        if (command_.name[0] != '\0') {
             refuse("Specify one name, not two: %s, %.100s", command_.name, name);
         } else if (!isValidCopyName(name)) {
             refuse(
@@ -171,18 +191,23 @@ void readCommand(std::span<char*> arguments, Command& command) {
         command.verb = Verb::VERSION;
         return;
     }
+    const bool hasTwoWords = isWord(word, SOURCES) && arguments.size() > 1;
+    if (hasTwoWords && isHelp(arguments[1])) return;
+    char words[32];
+    formatText(words, sizeof words, "%s%s%s", word, hasTwoWords ? " " : "",
+               hasTwoWords ? arguments[1] : "");
     const auto rule =
-        std::ranges::find_if(RULES, [word](const Rule& one) { return isWord(word, one.word); });
+        std::ranges::find_if(RULES, [&words](const Rule& one) { return isWord(words, one.word); });
     if (rule == std::end(RULES)) {
         formatText(command.refusal, sizeof command.refusal,
-                   "Not a command: %.100s. The commands are list, verify, register, upgrade, and "
-                   "unregister.",
-                   word);
+                   "Not a command: %.100s. The commands are list, verify, register, upgrade, "
+                   "unregister, files, sources export, and sources import.",
+                   hasTwoWords ? words : word);
         return;
     }
     command.verb = rule->verb;
     command.word = rule->word;
-    const std::span<char*> rest = arguments.subspan(1);
+    const std::span<char*> rest = arguments.subspan(hasTwoWords ? 2 : 1);
     command.help = std::ranges::any_of(rest, isHelp);
     if (!command.help) Parser(*rule, command).readAll(rest);
 }

@@ -7,20 +7,23 @@
 namespace {
 
 constexpr char PROGRAM_HELP[] =
-    "zelkpmutil COMMAND [NAME] [options]\n"
+    "zelkpmutil COMMAND [arguments]\n"
     "\n"
     "  list        Lists the registered copies, and parts of the package without a record.\n"
     "  verify      Verifies each part of the copy in this folder.\n"
     "  register    Registers the copy in this folder as NAME, and verifies it.\n"
     "  upgrade     Registers the copy again after its files were replaced, and verifies it.\n"
     "  unregister  Unregisters the copy in this folder, and verifies that nothing is left.\n"
+    "  files       Lists the files of a copy that are in use, and by which programs.\n"
+    "  sources     Exports and imports the system data sources of the copy in this folder.\n"
     "\n"
     "  COMMAND --help  Shows the options of a command.\n"
     "  --version       Shows the version of this program.\n"
     "\n"
     "This folder is the one whose folder bin holds this zelkpmutil.exe. Run register, upgrade, "
-    "and\n"
-    "unregister as administrator; list and verify change nothing and need no elevation.\n"
+    "unregister,\n"
+    "and sources import as administrator. The others change nothing and need no elevation; only\n"
+    "with it, files tries whether a file can be replaced.\n"
     "\n"
     "Exit codes:\n"
     "  0     Every part is right. For list, even if no copy is registered.\n"
@@ -61,6 +64,25 @@ constexpr char VERIFY_HELP[] =
     "  --json  Prints one JSON object instead, in ASCII.\n"
     "\n"
     "Returns exit code 0 if no part is MISSING or WRONG, otherwise 1.";
+
+constexpr char FILES_HELP[] =
+    "zelkpmutil files [FOLDER] [--json]\n"
+    "\n"
+    "Lists the files of a copy that are in use, with the programs and services that use them. "
+    "Looks at\n"
+    "each file in the folders bin, deploy, docs, and msg of FOLDER; without FOLDER, of this "
+    "folder.\n"
+    "The zelkpmutil.exe that runs does not count. Changes nothing.\n"
+    "\n"
+    "As administrator, opens each file as a program that replaces it would. Otherwise asks only "
+    "which\n"
+    "programs use it, and Windows may not know those of other accounts.\n"
+    "\n"
+    "  --json  Prints one JSON object instead, in ASCII.\n"
+    "\n"
+    "Ends with 0 if no file is in use, also if there is none, with 32 if one is, and with the "
+    "code of\n"
+    "Windows, such as 5, if a file cannot be replaced for another reason.";
 
 constexpr char REGISTER_HELP[] =
     "zelkpmutil register NAME [options]\n"
@@ -117,6 +139,8 @@ const char* helpOf(Verb verb) {
             return UPGRADE_HELP;
         case Verb::UNREGISTER:
             return UNREGISTER_HELP;
+        case Verb::FILES:
+            return FILES_HELP;
         default:
             return PROGRAM_HELP;
     }

@@ -88,6 +88,9 @@ int refuse(const Command& command, int code, const char* text) {
             json.beginArray(array);
             json.endArray();
         }
+    } else if (command.verb == Verb::FILES) {
+        json.beginArray("files");
+        json.endArray();
     } else {
         json.null("copy");
         for (const char* array : {"parts", "interrupted"}) {

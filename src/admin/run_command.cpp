@@ -21,6 +21,8 @@ int run(const Command& command) {
             return upgradeCommand(command);
         case Verb::UNREGISTER:
             return unregisterCommand(command);
+        case Verb::FILES:
+            return filesCommand(command);
         case Verb::VERSION:
             printVersion();
             return 0;
