@@ -52,6 +52,7 @@ DWORD ActionLog::begin() {
 DWORD ActionLog::openIn(const ProtectedFolder& folder, const char* name, const char* command) {
     char suffix[64];
     formatText(suffix, sizeof suffix, "-%s.log", command);
+    if (char* blank = strchr(suffix, ' ')) *blank = '-';  // of two words
     file_ = createNamedFile(folder, name, suffix, path_);
     return begin();
 }

@@ -50,12 +50,12 @@ DWORD openLogFolder(ProtectedFolder& folder, char* reason, size_t size) {
 
 DWORD logArguments(Change& change) {
     const Command& command = change.command;
-    const bool hasName = command.name[0] != '\0';
+    const char* operand = command.path[0] != '\0' ? command.path : command.name;
     const bool hasLog = command.logPath[0] != '\0';
     return change.log.write("start", "zelkpmutil %s %s, pid %lu: %s%s%s%s%s%s%s", ZELK_VERSION,
-                            ownView().name, GetCurrentProcessId(), command.word, hasName ? " " : "",
-                            command.name, command.programOptions, command.silent ? " -s" : "",
-                            hasLog ? " -l " : "", command.logPath);
+                            ownView().name, GetCurrentProcessId(), command.word,
+                            *operand != '\0' ? " " : "", operand, command.programOptions,
+                            command.silent ? " -s" : "", hasLog ? " -l " : "", command.logPath);
 }
 
 void logFacts(Change& change) {
@@ -129,9 +129,13 @@ int runLocked(Change& change, int (*body)(Change& change)) {
     logState(change);
     if (change.copy.name[0] == '\0') {
         return refuse(change, ERROR_INVALID_PARAMETER,
-                      "This folder is not registered. Specify the name of the copy.");
+                      command.verb == Verb::IMPORT_SOURCES
+                          ? "This folder is not registered. Register it first."
+                          : "This folder is not registered. Specify the name of the copy.");
     }
-    if (command.name[0] == '\0' && change.other.name[0] != '\0') {
+    // The data sources are those of the driver, which all names of the folder have.
+    if (command.name[0] == '\0' && change.other.name[0] != '\0' &&
+        command.verb != Verb::IMPORT_SOURCES) {
         return refuse(change, ERROR_INVALID_PARAMETER,
                       "This folder is registered as %s and as %s. Specify one.", change.copy.name,
                       change.other.name);
@@ -328,8 +332,8 @@ int keepDataSources(Change& change) {
     }
     note(change, "%u system data source%s exported: %s", count, count == 1 ? "" : "s", path);
     note(change,
-         "  To restore them after the copy is registered again: reg import \"%s\" /reg:%.2s", path,
-         ownView().name);
+         "  To restore them after the copy is registered again: zelkpmutil sources import \"%s\"",
+         path);
     return 0;
 }
 

@@ -21,11 +21,6 @@ bool isSame(const wchar_t* left, const wchar_t* right) {
     return CompareStringOrdinal(left, -1, right, -1, TRUE) == CSTR_EQUAL;
 }
 
-// Data sources may not have these names, but their keys are there, and hold what others need.
-bool isReserved(const wchar_t* name) {
-    return *name == L'\0' || isSame(name, LIST_NAME) || isSame(name, L"ODBC File DSN");
-}
-
 OwnedKey openSources(REGSAM access) {
     OwnedKey key;
     RegOpenKeyExW(HKEY_LOCAL_MACHINE, SOURCES_PATH, 0, access, key.put());
@@ -52,7 +47,27 @@ LSTATUS forEachSource(const char* driver, Receiver receive) {
     return status == ERROR_NO_MORE_ITEMS ? ERROR_SUCCESS : status;
 }
 
-DWORD writeSources(const char* driver, HANDLE file) {
+// Deletes the entry of the list and the key. The key alone would be a data source for nobody.
+bool removeSource(const wchar_t* name) {
+    if (isReservedSource(name) || wcschr(name, L'\\')) return false;
+    if (RegDeleteValueW(openList(KEY_SET_VALUE).get(), name) != ERROR_SUCCESS) return false;
+    const LSTATUS status = RegDeleteTreeW(openSources(KEY_ALL_ACCESS).get(), name);
+    return status == ERROR_SUCCESS || status == ERROR_FILE_NOT_FOUND;
+}
+
+}  // namespace
+
+// Data sources may not have these names, but their keys are there, and hold what others need.
+bool isReservedSource(const wchar_t* name) {
+    return *name == L'\0' || isSame(name, LIST_NAME) || isSame(name, L"ODBC File DSN");
+}
+
+const char* describeExportError(DWORD error) {
+    return error == ERROR_INVALID_DATA ? "a name holds a line break, which a .reg file cannot hold"
+                                       : "the file cannot be written";
+}
+
+DWORD writeDataSources(const char* driver, HANDLE file) {
     RegistryExport out(file);
     char line[512];
     formatText(line, sizeof line, "zelkpmutil %s, view: %s", ZELK_VERSION, ownView().name);
@@ -67,7 +82,8 @@ DWORD writeSources(const char* driver, HANDLE file) {
     const OwnedKey sources = openSources(KEY_READ);
     status = forEachSource(driver, [&](const ValueWalk& walk) {
         OwnedKey source;
-        if (isReserved(walk.name()) || openSubkey(sources.get(), walk.name(), source) != 0) return;
+        if (isReservedSource(walk.name()) || openSubkey(sources.get(), walk.name(), source) != 0)
+            return;
         const size_t size = wcslen(SOURCES_PATH) + walk.nameLength() + 2;
         const OwnedWideBuffer below(static_cast<wchar_t*>(malloc(size * sizeof(wchar_t))));
         if (!below) return out.comment("");
@@ -77,16 +93,6 @@ DWORD writeSources(const char* driver, HANDLE file) {
     const DWORD written = out.finish();
     return status != ERROR_SUCCESS ? static_cast<DWORD>(status) : written;
 }
-
-// Deletes the entry of the list and the key. The key alone would be a data source for nobody.
-bool removeSource(const wchar_t* name) {
-    if (isReserved(name) || wcschr(name, L'\\')) return false;
-    if (RegDeleteValueW(openList(KEY_SET_VALUE).get(), name) != ERROR_SUCCESS) return false;
-    const LSTATUS status = RegDeleteTreeW(openSources(KEY_ALL_ACCESS).get(), name);
-    return status == ERROR_SUCCESS || status == ERROR_FILE_NOT_FOUND;
-}
-
-}  // namespace
 
 unsigned countDataSources(const char* driver) {
     unsigned count = 0;
@@ -102,16 +108,14 @@ DWORD exportDataSources(const char* driver, const char* name, char (&path)[PATH_
     const FolderFault fault = folder.openBelow(above, L"DataSources");
     if (const DWORD error = describeFault(folder, fault, reason)) return error;
     OwnedHandle file = createNamedFile(folder, name, ".reg", path);
-    DWORD error = file ? writeSources(driver, file.get()) : GetLastError();
+    DWORD error = file ? writeDataSources(driver, file.get()) : GetLastError();
     if (error == ERROR_SUCCESS) return error;
     if (file) {
         file.reset();
         DeleteFileA(path);
     }
-    const char* cause = error == ERROR_INVALID_DATA
-                            ? "a name holds a line break, which a .reg file cannot hold"
-                            : "the file cannot be written";
-    formatText(reason, sizeof reason, "%s (error %lu): %s", cause, error, path);
+    formatText(reason, sizeof reason, "%s (error %lu): %s", describeExportError(error), error,
+               path);
     return error;
 }
 

@@ -14,9 +14,18 @@ unsigned countDataSources(const char* driver);
 DWORD exportDataSources(const char* driver, const char* name, char (&path)[PATH_BYTES],
                         char (&reason)[PATH_BYTES + 128]);
 
+// Writes the same to an empty file, which stays the caller's. Returns 0 or a Windows code.
+DWORD writeDataSources(const char* driver, HANDLE file);
+
+// Why writeDataSources or creating its file failed, in words.
+const char* describeExportError(DWORD error);
+
 // Gets the name of each data source, and whether it was removed.
 using SourceReceiver = void (*)(void* context, const char* source, bool removed);
 
 // Removes them. One whose name holds a backslash, which would name a key of another one, or is that
 // of a key that ODBC itself has there, stays, and so does one that cannot be removed.
 void removeDataSources(const char* driver, SourceReceiver receive, void* context);
+
+// True for a name under which ODBC itself has a key there.
+bool isReservedSource(const wchar_t* name);

@@ -46,7 +46,9 @@ constexpr char LIST_HELP[] =
     "and\n"
     "what has no record: drivers, uninstall entries, and XA libraries of the package that belong "
     "to\n"
-    "no registered copy.\n"
+    "no registered copy. Counts the data sources of users that name a driver of the package, in "
+    "the\n"
+    "profiles that are loaded; no command changes these.\n"
     "\n"
     "  --json  Prints one JSON object instead, in ASCII.\n"
     "\n"
@@ -83,6 +85,31 @@ constexpr char FILES_HELP[] =
     "Ends with 0 if no file is in use, also if there is none, with 32 if one is, and with the "
     "code of\n"
     "Windows, such as 5, if a file cannot be replaced for another reason.";
+
+constexpr char EXPORT_HELP[] =
+    "zelkpmutil sources export FILE\n"
+    "\n"
+    "Exports the system data sources of the driver of this folder to a new .reg file, which reg "
+    "import\n"
+    "takes, too. A file that exists is not overwritten: the command then ends with 80. The file "
+    "can hold\n"
+    "passwords.";
+
+constexpr char IMPORT_HELP[] =
+    "zelkpmutil sources import FILE [options]\n"
+    "\n"
+    "Imports the data sources of the package from an exported file, and nothing else, and gives "
+    "them to\n"
+    "the driver of the copy in this folder, also if they were exported from another folder. Does "
+    "not\n"
+    "change a data source of another driver, and refuses a file of the other registry view.\n"
+    "\n"
+    "  -s       Prints nothing.\n"
+    "  -l FILE  The log file. Without it, a new one in Logs\\Orvane below the Windows folder.\n"
+    "\n"
+    "Ends with 0 if each data source was imported, otherwise with 1; with 13 if the file is not "
+    "one,\n"
+    "and with 50 if it is of the other view. Then nothing was changed.";
 
 constexpr char REGISTER_HELP[] =
     "zelkpmutil register NAME [options]\n"
@@ -141,6 +168,10 @@ const char* helpOf(Verb verb) {
             return UNREGISTER_HELP;
         case Verb::FILES:
             return FILES_HELP;
+        case Verb::EXPORT_SOURCES:
+            return EXPORT_HELP;
+        case Verb::IMPORT_SOURCES:
+            return IMPORT_HELP;
         default:
             return PROGRAM_HELP;
     }

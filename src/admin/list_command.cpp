@@ -6,6 +6,7 @@
 #include "admin/parts.h"
 #include "admin/report.h"
 #include "admin/saved_record.h"
+#include "admin/user_sources.h"
 #include "admin/without_record.h"
 #include "run/package_names.h"
 #include "services/files/image_file.h"
@@ -28,6 +29,8 @@ struct Listing {
     List<Row> rows;
     List<LostPart> lost;
     List<Interrupted> interrupted;
+    List<UserSources> users;
+    unsigned profilesNotRead = 0;
 
     size_t countNotRight() const {
         const auto isWrong = [](const Row& row) { return !row.isRight(); };
@@ -75,6 +78,7 @@ void readListing(Listing& listing) {
         findLostParts(view, listing.copies, listing.lost);
         listInterrupted(view, listing.interrupted);
     }
+    listing.profilesNotRead = listUserSources(listing.users);
 }
 
 constexpr size_t STATE_BYTES = 512;
@@ -132,6 +136,19 @@ void printLost(const Listing& listing) {
     printLine("%s", "");
 }
 
+void printUsers(const Listing& listing) {
+    const bool hasUsers = listing.users.count() > 0;
+    if (hasUsers) printLine("User data sources of the package, in the profiles that are loaded:");
+    for (const UserSources& user : listing.users) printLine("%5u  %s", user.count, user.account);
+    if (listing.profilesNotRead > 0) {
+        printLine(
+            "The user data sources of %u loaded profile%s were not read, because that needs "
+            "elevation.",
+            listing.profilesNotRead, listing.profilesNotRead == 1 ? "" : "s");
+    }
+    if (hasUsers || listing.profilesNotRead > 0) printLine("%s", "");
+}
+
 void printTotals(const Listing& listing) {
     const auto copies = static_cast<unsigned>(listing.rows.count());
     const auto notRight = static_cast<unsigned>(listing.countNotRight());
@@ -158,6 +175,7 @@ void printText(const Listing& listing) {
     if (listing.rows.count() > 0) printCopies(listing);
     printLost(listing);
     printInterrupted(listing.interrupted);
+    printUsers(listing);
     printTotals(listing);
 }
 
@@ -183,6 +201,14 @@ void writeLost(JsonWriter& json, const LostPart& part) {
     json.endObject();
 }
 
+void writeUser(JsonWriter& json, const UserSources& user) {
+    json.beginObject();
+    json.text("account", user.account);
+    json.text("sid", user.sid);
+    json.number("count", static_cast<long>(user.count));
+    json.endObject();
+}
+
 template <typename Item>
 void writeAll(JsonWriter& json, const char* name, const List<Item>& items,
               void (*write)(JsonWriter&, const Item&)) {
@@ -197,6 +223,8 @@ void printJson(const Command& command, const Listing& listing, int code) {
     writeAll(json, "copies", listing.rows, writeRow);
     writeAll(json, "withoutRecord", listing.lost, writeLost);
     writeInterrupted(json, listing.interrupted);
+    writeAll(json, "userDataSources", listing.users, writeUser);
+    json.number("profilesNotRead", static_cast<long>(listing.profilesNotRead));
     json.endObject();
 }
 

@@ -84,7 +84,7 @@ int refuse(const Command& command, int code, const char* text) {
     JsonWriter json;
     beginReport(json, command, code, text);
     if (command.verb == Verb::LIST) {
-        for (const char* array : {"copies", "withoutRecord", "interrupted"}) {
+        for (const char* array : {"copies", "withoutRecord", "interrupted", "userDataSources"}) {
             json.beginArray(array);
             json.endArray();
         }

@@ -23,6 +23,10 @@ int run(const Command& command) {
             return unregisterCommand(command);
         case Verb::FILES:
             return filesCommand(command);
+        case Verb::EXPORT_SOURCES:
+            return exportSourcesCommand(command);
+        case Verb::IMPORT_SOURCES:
+            return importSourcesCommand(command);
         case Verb::VERSION:
             printVersion();
             return 0;

@@ -61,7 +61,7 @@ void RegistryExport::putBytes(const wchar_t* prefix, const ValueWalk& value) {
     put(prefix);
     for (DWORD i = 0; i < value.size(); ++i) {
         if (i > 0) put(L',');
-        if (text_.count() - lineStart_ > LINE_CHARACTERS) {
+        if (i > 0 && text_.count() - lineStart_ > LINE_CHARACTERS) {
             put(L"\\\r\n");
             lineStart_ = text_.count();
             put(L"  ");

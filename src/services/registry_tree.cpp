@@ -122,6 +122,14 @@ bool ValueWalk::isText(const wchar_t* text) const {
     return CompareStringOrdinal(found, static_cast<int>(length), text, -1, TRUE) == CSTR_EQUAL;
 }
 
+bool ValueWalk::isTextBeginning(const wchar_t* text) const {
+    const size_t length = wcslen(text);
+    if (type_ != REG_SZ || size_ < length * sizeof(wchar_t)) return false;
+    const auto* data = reinterpret_cast<const wchar_t*>(data_.get());
+    const auto count = static_cast<int>(length);
+    return CompareStringOrdinal(data, count, text, count, TRUE) == CSTR_EQUAL;
+}
+
 LSTATUS openSubkey(HKEY key, const wchar_t* name, OwnedKey& subkey) {
     return RegOpenKeyExW(key, name, REG_OPTION_OPEN_LINK, KEY_READ, subkey.put());
 }

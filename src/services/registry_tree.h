@@ -26,6 +26,9 @@ class ValueWalk {
     // True when the data is this text, in any case.
     bool isText(const wchar_t* text) const;
 
+    // True when the data is text that begins with this one, in any case.
+    bool isTextBeginning(const wchar_t* text) const;
+
   private:
     LSTATUS reserve();
 
