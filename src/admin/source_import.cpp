@@ -6,8 +6,10 @@
 #include "admin/view.h"
 #include "odbc/attribute_list.h"
 #include "odbc/odbc_keys.h"
+#include "run/package_names.h"
 #include "services/owners.h"
 #include "services/path.h"
+#include "services/same_name.h"
 #include "services/text.h"
 #include "services/wide_text.h"
 
@@ -113,15 +115,27 @@ class Importer {
         const LSTATUS status = RegQueryValueExW(list_.get(), source.name, nullptr, &type,
                                                 reinterpret_cast<BYTE*>(source.detail), &size);
         const bool isListed = status != ERROR_FILE_NOT_FOUND;
-        OwnedKey key;
         source.outcome = SourceOutcome::IMPORTED;
         if (isListed &&
             (status != ERROR_SUCCESS || type != REG_SZ || !isSame(source.detail, driver_))) {
             source.outcome = SourceOutcome::OTHER_DRIVER;
-        } else if (!isListed && RegOpenKeyExW(sources_.get(), source.name, 0, KEY_READ,
-                                              key.put()) != ERROR_FILE_NOT_FOUND) {
+        } else if (!isListed && hasOtherLibrary(source.name)) {
             source.outcome = SourceOutcome::KEY_IN_USE;
         }
+    }
+
+    // True for a key with another library than the driver's. The key of a data source can be there
+    // without its entry: the removal of a data source leaves one that has subkeys.
+    bool hasOtherLibrary(const wchar_t* name) const {
+        wchar_t text[1024];
+        char library[1024];
+        DWORD size = sizeof text;
+        const LSTATUS status =
+            RegGetValueW(sources_.get(), name, L"Driver", RRF_RT_REG_SZ, nullptr, text, &size);
+        if (status == ERROR_FILE_NOT_FOUND) return false;
+        if (status != ERROR_SUCCESS || !toAnsi(text, library)) return true;
+        const char* last = findLastBackslash(library);
+        return !isSameName(last ? last + 1 : library, DRIVER_FILE);
     }
 
     Source* findSource(const wchar_t* name, size_t length) {

@@ -10,7 +10,7 @@
 enum class SourceOutcome {
     IMPORTED,
     OTHER_DRIVER,  // one of this name is there; detail is its driver
-    KEY_IN_USE,    // a key of this name is there that is no data source
+    KEY_IN_USE,    // a key of this name is there, with another library and no entry in the list
     BAD_NAME,      // no data source can have this name
     FAILED,        // error
 };

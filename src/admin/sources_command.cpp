@@ -26,7 +26,7 @@ void receiveSource(void* context, const ImportedSource& source) {
                        source.name, source.detail);
             break;
         case SourceOutcome::KEY_IN_USE:
-            formatText(text, sizeof text, "%s (there is a key of this name that is no data source)",
+            formatText(text, sizeof text, "%s (a key of this name is there, with another library)",
                        source.name);
             break;
         case SourceOutcome::BAD_NAME:
