@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Makes the archives that are handed out: dist/zelkpmreg-<version>-x64.zip and -x86.zip, for each the
-# kit that tries it on a Windows machine, -x64-acceptance.zip, and their sums in dist/SHA256SUMS.
+# kit that tries it on a Windows machine, -x64-acceptance.zip. dist/SHA256SUMS has their sums and, as
+# zelkpmreg-<version>-x64/<path>, that of each file of the first two.
 # Equal sources give equal bytes, in any folder and at any time.
 #   scripts/release.sh [x64|x86]               default: both
 #   scripts/release.sh --no-kit [x64|x86]      without the kits
@@ -17,6 +18,7 @@ if [ "${1:-}" = --no-kit ]; then
     kit=
     shift
 fi
+export SOURCE_DATE_EPOCH=$when  # for what CMake fills in
 presets=(x64 x86)
 [ $# -eq 0 ] || presets=("$@")
 
@@ -50,3 +52,7 @@ mkdir -p "$root/build/release" "$dist"
 rm -rf "$root/build/release/tree" "$dist"/zelkpmreg-*.zip "$dist/SHA256SUMS"
 for preset in "${presets[@]}"; do release "$preset"; done
 (cd "$dist" && sha256sum zelkpmreg-*.zip >SHA256SUMS && cat SHA256SUMS)
+for preset in "${presets[@]}"; do
+    (cd "$root/build/release/tree/$preset" && find . -type f -printf '%P\0' | LC_ALL=C sort -z |
+        xargs -0 sha256sum | sed "s,  ,  zelkpmreg-$version-$preset/,") >>"$dist/SHA256SUMS"
+done

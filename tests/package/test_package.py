@@ -1,5 +1,7 @@
 """The archives as they are handed out, and what a run costs."""
+import json
 import os
+import re
 import shutil
 import subprocess
 import zipfile
@@ -27,8 +29,9 @@ def test_archive():
     subprocess.run([sources / "scripts/release.sh", "--no-kit", PRESET], check=True,
                    env={**os.environ, "SOURCE_DATE_EPOCH": "1767225600"})
     dist = sources / "dist"
-    subprocess.run(["sha256sum", "--quiet", "-c", "SHA256SUMS"], cwd=dist, check=True)
     package = zipfile.ZipFile(next(dist.glob(f"*-{PRESET}.zip")))
+    package.extractall(dist / Path(package.filename).stem)
+    subprocess.run(["sha256sum", "--quiet", "-c", "SHA256SUMS"], cwd=dist, check=True)
     entries = [entry for entry in package.infolist() if not entry.is_dir()]
     assert {(e.date_time, e.extra) for e in entries} == {((2026, 1, 1, 0, 0, 0), b"")}
     found = {entry.filename: package.read(entry) for entry in entries}
@@ -36,7 +39,13 @@ def test_archive():
              for file in (BUILD / "package").rglob("*") if file.is_file()}
     assert found.keys() - built.keys() == {
         "NOTICE", "README.md", "SECURITY.md", "CHANGELOG.md", "docs/administration.md",
-        "docs/deployment.md", "docs/exit-codes.md"}
+        "docs/deployment.md", "docs/exit-codes.md", "docs/trust.md", "sbom.spdx.json"}
+    sums = (dist / "SHA256SUMS").read_text().splitlines()
+    assert len(sums) == 1 + len(entries)
+    parts = {part["name"]: part["versionInfo"]
+             for part in json.loads(found["sbom.spdx.json"])["packages"]}
+    assert parts.keys() == {"zelkpmreg", "libgcc", "libstdc++", "mingw-w64 runtime"}
+    assert all(re.fullmatch(r"\d+\.\d+\.\d+", version) for version in parts.values()), parts
     assert [name for name in built if built[name] != found.get(name)] == []
     shutil.rmtree(sources.parent)
 
