@@ -104,9 +104,10 @@ DWORD inspect(Inspection& inspection) {
 
 int exitCode(const Inspection& inspection) {
     if (inspection.count(Use::IN_USE) > 0) return ERROR_SHARING_VIOLATION;
-    for (const State& state : inspection.states) {
-        if (state.use == Use::DENIED) return static_cast<int>(state.error);
-    }
+    const State* const denied =
+        std::find_if(inspection.states.begin(), inspection.states.end(),
+                     [](const State& state) { return state.use == Use::DENIED; });
+    if (denied != inspection.states.end()) return static_cast<int>(denied->error);
     // Whether the others are in use is then not known.
     if (inspection.count(Use::NOT_TRIED) > 0) return static_cast<int>(inspection.namingError);
     return 0;

@@ -88,6 +88,7 @@ int refuse(const Command& command, int code, const char* text) {
             json.beginArray(array);
             json.endArray();
         }
+        json.number("profilesNotRead", 0);
     } else if (command.verb == Verb::FILES) {
         json.beginArray("files");
         json.endArray();

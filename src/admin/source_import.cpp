@@ -1,5 +1,6 @@
 #include "admin/source_import.h"
 
+#include <algorithm>
 #include <cwchar>
 
 #include "admin/data_sources.h"
@@ -139,10 +140,10 @@ class Importer {
     }
 
     Source* findSource(const wchar_t* name, size_t length) {
-        for (Source& source : found_) {
-            if (isSame(name, length, source.name)) return &source;
-        }
-        return nullptr;
+        Source* const source = std::find_if(found_.begin(), found_.end(), [&](const Source& one) {
+            return isSame(name, length, one.name);
+        });
+        return source == found_.end() ? nullptr : source;
     }
 
     // Writes the keys of the data sources that are imported, and no others.

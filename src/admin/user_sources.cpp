@@ -19,6 +19,12 @@ struct LocalCloser {
 };
 using OwnedSid = Owner<PSID, LocalCloser>;
 
+// True for the accounts of a computer, a domain or a directory service; the others are those of
+// Windows itself, which only elevated programs can read.
+bool isPerson(const char* sid) {
+    return strncmp(sid, "S-1-5-21-", 9) == 0 || strncmp(sid, "S-1-12-1-", 9) == 0;
+}
+
 void formatAccount(UserSources& user) {
     OwnedSid sid;
     char name[256] = "";
@@ -65,7 +71,7 @@ unsigned listUserSources(List<UserSources>& users) {
         if (opened == ERROR_SUCCESS) {
             opened = RegOpenKeyExA(profile.get(), USER_SOURCES_PATH, 0, KEY_READ, list.put());
         }
-        if (opened == ERROR_ACCESS_DENIED) ++notRead;
+        if (opened == ERROR_ACCESS_DENIED && isPerson(user.sid)) ++notRead;
         if (opened == ERROR_SUCCESS) user.count = countSources(list.get());
         if (user.count == 0) continue;
         formatAccount(user);

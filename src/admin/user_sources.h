@@ -12,6 +12,6 @@ struct UserSources {
 };
 
 // Adds the users of the profiles that are loaded now and have such data sources: those of both
-// registry views, which share them. Returns how many profiles could not be read, because other
-// users' need elevation.
+// registry views, which share them. Returns how many profiles of people could not be read, because
+// those of others need elevation.
 unsigned listUserSources(List<UserSources>& users);

@@ -5,6 +5,7 @@ import re
 import shutil
 import subprocess
 import zipfile
+from pathlib import Path
 
 import measure
 import pefile

@@ -219,17 +219,21 @@ TEST_F(Util, PrintsOneJsonObject) {
     };
     const std::string path = "\"path\": \"" + escaped(folder) + "\\\\\", \"default\": false, ";
     const std::string copyName = "{\"view\": \"" + VIEW + "\", \"name\": \"MYCOPY\", ";
-    const std::string none = "  \"withoutRecord\": [],\n  \"interrupted\": []\n}\n";
+    const std::string none =
+        "  \"withoutRecord\": [],\n  \"interrupted\": [],\n  "
+        "\"userDataSources\": [],\n  \"profilesNotRead\": 0\n}\n";
     EXPECT_EQ(json("list"), head(0, "\"list\"", "null") + "  \"copies\": [],\n" + none);
     EXPECT_EQ(json("list x"), head(87, "\"list\"",
                                    "{\"code\": 87, \"text\": \"list does not take a "
                                    "name: x\"}") +
                                   "  \"copies\": [],\n" + none);
-    EXPECT_EQ(json("lst"),
-              head(87, "null",
-                   "{\"code\": 87, \"text\": \"Not a command: lst. The "
-                   "commands are list, verify, register, upgrade, and unregister.\"}") +
-                  "  \"copy\": null,\n  \"parts\": [],\n  \"interrupted\": []\n}\n");
+    EXPECT_EQ(
+        json("lst"),
+        head(87, "null",
+             "{\"code\": 87, \"text\": \"Not a command: lst. The "
+             "commands are list, verify, register, upgrade, unregister, files, sources export, "
+             "and sources import.\"}") +
+            "  \"copy\": null,\n  \"parts\": [],\n  \"interrupted\": []\n}\n");
     EXPECT_EQ(run("-c MYCOPY").code, 0);
     EXPECT_EQ(json("list", {.administrator = false}),
               head(0, "\"list\"", "null", false) + "  \"copies\": [\n    " + copyName + path +
@@ -267,8 +271,8 @@ TEST_F(Util, RefusesAndHelps) {
         const Result result = util(arguments, dir);
         return std::to_string(result.code) + result.console.substr(0, result.console.find('\n'));
     };
-    EXPECT_EQ(first(""), "87zelkpmutil COMMAND [NAME] [options]");
-    EXPECT_EQ(first("/?"), "0zelkpmutil COMMAND [NAME] [options]");
+    EXPECT_EQ(first(""), "87zelkpmutil COMMAND [arguments]");
+    EXPECT_EQ(first("/?"), "0zelkpmutil COMMAND [arguments]");
     EXPECT_EQ(first("--version"), "0zelkpmutil 10.1.2 (" + VIEW + ')');
     for (const std::string verb :
          {"list [--json]", "verify [NAME] [-d] [--json]", "register NAME [options]",

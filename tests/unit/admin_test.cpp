@@ -48,7 +48,7 @@ TEST(AdminCommand, WhatIsTaken) {
     };
     for (const auto& [text, expected] : cases) EXPECT_EQ(parsed(text), expected) << text;
     EXPECT_EQ(parse("--Version").verb, Verb::VERSION);
-    for (const char* help : {"--help", "-h", "-H", "/h", "/?", "-?"})
+    for (const char* help : {"--help", "-h", "-H", "/h", "/?", "-?", "sources|-h"})
         EXPECT_TRUE(parse(help).verb == Verb::HELP && parse(help).refusal[0] == '\0') << help;
 }
 
@@ -57,7 +57,13 @@ TEST(AdminCommand, WhatIsRefused) {
     const std::pair<std::string, std::string> cases[] = {
         {"", "Specify a command."},
         {"verfy",
-         "Not a command: verfy. The commands are list, verify, register, upgrade, and unregister."},
+         "Not a command: verfy. The commands are list, verify, register, upgrade, unregister, "
+         "files, "
+         "sources export, and sources import."},
+        {"sources|export", "Specify the file: zelkpmutil sources export FILE."},
+        {"sources|import|a|--json", "sources import does not take the option --json."},
+        {"files|a|b", "Specify one path, not two: a, b"},
+        {"files|" + path, "Not a path of 1 to 260 characters: " + path.substr(0, 100)},
         {"list|X", "list does not take a name: X"},
         {"list|-d", "list does not take the option -d."},
         {"verify|-r", "verify does not take the option -r."},
