@@ -82,34 +82,31 @@ constexpr char FILES_HELP[] =
     "\n"
     "  --json  Prints one JSON object instead, in ASCII.\n"
     "\n"
-    "Ends with 0 if no file is in use, also if there is none, with 32 if one is, and with the "
-    "code of\n"
+    "Returns exit code 0 if no file is in use, even if there is none, 32 if one is, and a code of\n"
     "Windows, such as 5, if a file cannot be replaced for another reason.";
 
 constexpr char EXPORT_HELP[] =
     "zelkpmutil sources export FILE\n"
     "\n"
-    "Exports the system data sources of the driver of this folder to a new .reg file, which reg "
-    "import\n"
-    "takes, too. A file that exists is not overwritten: the command then ends with 80. The file "
-    "can hold\n"
-    "passwords.";
+    "Exports the system data sources of the driver of this folder to a new .reg file, which\n"
+    "\"reg import\" accepts, too. Does not overwrite a file: the exit code is then 80. The file "
+    "may\n"
+    "contain passwords.";
 
 constexpr char IMPORT_HELP[] =
     "zelkpmutil sources import FILE [options]\n"
     "\n"
     "Imports the data sources of the package from an exported file, and nothing else, and gives "
     "them to\n"
-    "the driver of the copy in this folder, also if they were exported from another folder. Does "
+    "the driver of the copy in this folder, even if they were exported from another folder. Does "
     "not\n"
     "change a data source of another driver, and refuses a file of the other registry view.\n"
     "\n"
-    "  -s       Prints nothing.\n"
+    "  -s       Prints refusals only. The log has everything.\n"
     "  -l FILE  The log file. Without it, a new one in Logs\\Orvane below the Windows folder.\n"
     "\n"
-    "Ends with 0 if each data source was imported, otherwise with 1; with 13 if the file is not "
-    "one,\n"
-    "and with 50 if it is of the other view. Then nothing was changed.";
+    "Returns exit code 0 if every data source was imported, otherwise 1. It is 13 if the file is\n"
+    "not an export, and 50 if it is of the other view: then nothing was changed.";
 
 constexpr char REGISTER_HELP[] =
     "zelkpmutil register NAME [options]\n"

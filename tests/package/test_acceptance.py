@@ -28,7 +28,7 @@ class Kit:
     def __init__(self):
         self.machine, self.folder, self.prefix = Machine(), DRIVE / "kit", Path(f"{PREFIX}-kit")
         end_session(self.prefix)
-        for folder in (self.folder, self.prefix, STATE):
+        for folder in (self.folder, DRIVE / "kit \u00e9", self.prefix, STATE):
             shutil.rmtree(folder, ignore_errors=True)
         make_light_prefix(PREFIX, self.prefix)
         subprocess.run(["cmake", "--install", BUILD, "--component", "acceptance", "--prefix",
@@ -108,7 +108,7 @@ def test_interruption(kit):
                f"[{POOLING}]", '"PerfMon"="theirs"')
     shutil.copy(BUILD / "programs/broken.exe", kit.folder / "package/bin/zelkpmreg.exe")
     process = kit.start(["Transcript.CopiesSideBySide"])
-    kit.wait(lambda: kit.values(f"{UNINSTALL}\\MYCOPY"))
+    kit.wait(lambda: "Orvane Pellimar" in str(kit.wine("reg", "query", UNINSTALL, "/s", VIEW)))
     end_session(kit.prefix)
     process.wait(60)
     kit.change(f"[{UNINSTALL}\\Theirs]", '"x"="new"', f"[-{UNINSTALL}\\Gone]",

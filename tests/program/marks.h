@@ -50,7 +50,8 @@ inline const std::string CONTAINERS[] = {"SOFTWARE\\Orvane",
                                          "SOFTWARE\\ODBC\\ODBC.INI",
                                          "SOFTWARE\\ODBC\\ODBC.INI\\ODBC Data Sources",
                                          "SOFTWARE\\Microsoft\\MSDTC",
-                                         "SOFTWARE\\Microsoft\\MSDTC\\XADLL"};
+                                         "SOFTWARE\\Microsoft\\MSDTC\\XADLL",
+                                         "SOFTWARE\\Microsoft\\Command Processor"};
 
 // Values that are ours.
 inline const std::string VALUES[] = {
