@@ -125,9 +125,9 @@ bool ValueWalk::isText(const wchar_t* text) const {
 bool ValueWalk::isTextBeginning(const wchar_t* text) const {
     const size_t length = wcslen(text);
     if (type_ != REG_SZ || size_ < length * sizeof(wchar_t)) return false;
-    const auto* data = reinterpret_cast<const wchar_t*>(data_.get());
+    const auto* found = reinterpret_cast<const wchar_t*>(data_.get());
     const auto count = static_cast<int>(length);
-    return CompareStringOrdinal(data, count, text, count, TRUE) == CSTR_EQUAL;
+    return CompareStringOrdinal(found, count, text, count, TRUE) == CSTR_EQUAL;
 }
 
 LSTATUS openSubkey(HKEY key, const wchar_t* name, OwnedKey& subkey) {
