@@ -276,8 +276,10 @@ TEST_F(Util, RefusesAndHelps) {
     EXPECT_EQ(first("--version"), "0zelkpmutil 10.1.2 (" + VIEW + ')');
     for (const std::string verb :
          {"list [--json]", "verify [NAME] [-d] [--json]", "register NAME [options]",
-          "upgrade [NAME] [options]", "unregister [NAME] [options]"})
-        EXPECT_EQ(first(verb.substr(0, verb.find(' ')) + " --help"), "0zelkpmutil " + verb);
+          "upgrade [NAME] [options]", "unregister [NAME] [options]", "files [FOLDER] [--json]",
+          "sources export FILE", "sources import FILE [options]"})
+        EXPECT_EQ(first(verb.substr(0, verb.find_first_of("[FN")) + "--help"),
+                  "0zelkpmutil " + verb);
 }
 
 }  // namespace
