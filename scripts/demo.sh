@@ -61,7 +61,7 @@ show_registry() {
 # show_log COMMAND: the log of the last run of a command.
 show_log() {
     local last
-    last=$(find "$WINEPREFIX/drive_c/windows/Logs/Orvane" -name "*-MYCOPY-$1.log" | sort | tail -n 1)
+    last=$(find "$WINEPREFIX/drive_c/windows" -ipath "*/logs/orvane/*-MYCOPY-$1.log" | sort | tail -n 1)
     say "The log, $(basename "$last")"
     indent <"$last"
 }
