@@ -97,8 +97,8 @@ LSTATUS ValueWalk::reserve() {
     if (status != ERROR_SUCCESS) return status;
     nameRoom_ = longestName + 1;
     dataRoom_ = longestData;
-    name_.reset(static_cast<wchar_t*>(malloc(nameRoom_ * sizeof(wchar_t))));
-    data_.reset(static_cast<char*>(malloc(dataRoom_ + sizeof(wchar_t))));
+    name_ = OwnedWideBuffer(static_cast<wchar_t*>(malloc(nameRoom_ * sizeof(wchar_t))));
+    data_ = OwnedBuffer(static_cast<char*>(malloc(dataRoom_ + sizeof(wchar_t))));
     return name_ && data_ ? ERROR_SUCCESS : ERROR_OUTOFMEMORY;
 }
 

@@ -31,11 +31,10 @@ constexpr DWORD OPEN_FLAGS = FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE
 // Writes left, a backslash and right.
 bool joinPath(const wchar_t* left, const wchar_t* right, wchar_t* out, size_t characters) {
     const size_t length = wcslen(left);
-    const size_t added = wcslen(right) + 1;
-    if (length + 1 + added > characters) return false;
-    wmemcpy(out, left, length);
+    if (length + 1 + wcslen(right) + 1 > characters) return false;
+    wcscpy(out, left);
     out[length] = L'\\';
-    wmemcpy(out + length + 1, right, added);
+    wcscpy(out + length + 1, right);
     return true;
 }
 

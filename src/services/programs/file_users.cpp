@@ -76,7 +76,8 @@ DWORD readUsers(const Functions& functions, DWORD session, List<FileUser>& users
         }
         if (error != ERROR_MORE_DATA) return error;
         capacity = needed + 16;
-        room.reset(static_cast<char*>(malloc(capacity * sizeof(RM_PROCESS_INFO))));
+        const size_t bytes = capacity * sizeof *found;
+        room.reset(static_cast<char*>(malloc(bytes)));
         if (!room) return ERROR_NOT_ENOUGH_MEMORY;
     }
     return ERROR_MORE_DATA;
