@@ -1,7 +1,6 @@
 #include "admin/action_log.h"
 
 #include <cstdarg>
-#include <cstdio>
 #include <cstring>
 
 #include "admin/timestamp.h"
@@ -76,7 +75,7 @@ DWORD ActionLog::write(const char* kind, const char* format, ...) {
     const size_t used = strlen(line);
     va_list arguments;  // NOLINT(cppcoreguidelines-init-variables): a type without a value
     va_start(arguments, format);
-    vsnprintf(line + used, sizeof line - used - 2, format, arguments);
+    formatTextList(line + used, sizeof line - used - 2, format, arguments);
     va_end(arguments);
     maskControls(line);
     appendText(line, "\r\n");

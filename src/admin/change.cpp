@@ -29,10 +29,6 @@ namespace {
 
 constexpr wchar_t RUN_FOLDER_PREFIX[] = L"run-";
 
-void formatList(char* out, size_t size, const char* format, va_list arguments) {
-    vsnprintf(out, size, format, arguments);
-}
-
 void formatProgram(const Change& change, const char* file, char (&out)[LIBRARY_PATH_BYTES]) {
     formatText(out, sizeof out, "%sbin\\%s", change.copy.dir, file);
 }
@@ -40,10 +36,10 @@ void formatProgram(const Change& change, const char* file, char (&out)[LIBRARY_P
 // Makes the folder of the logs. The one above it is made plainly where it is missing: a Windows
 // has it, and only administrators can write to it.
 DWORD openLogFolder(ProtectedFolder& folder, char* reason, size_t size) {
+    const WindowsFolder windows;
     wchar_t logs[PATH_BYTES];
-    const UINT length = GetSystemWindowsDirectoryW(logs, PATH_BYTES);
-    if (length > 0 && length + sizeof "\\Logs" <= PATH_BYTES) {
-        CreateDirectoryW(wcscat(logs, L"\\Logs"), nullptr);
+    if (windows.path[0] != L'\0' && joinPath(windows.path, L"Logs", logs)) {
+        CreateDirectoryW(logs, nullptr);
     }
     return openProtected(folder, L"Logs\\Orvane", reason, size);
 }
@@ -259,7 +255,7 @@ unsigned checkParts(Change& change, bool wantDefault, char* names, size_t size) 
 int refuse(Change& change, int code, const char* format, ...) {
     va_list arguments;  // NOLINT(cppcoreguidelines-init-variables): a type without a value
     va_start(arguments, format);
-    formatList(change.end, sizeof change.end, format, arguments);
+    formatTextList(change.end, sizeof change.end, format, arguments);
     va_end(arguments);
     printRefusal("%s", change.end);
     return code;
@@ -268,7 +264,7 @@ int refuse(Change& change, int code, const char* format, ...) {
 int finish(Change& change, int code, const char* format, ...) {
     va_list arguments;  // NOLINT(cppcoreguidelines-init-variables): a type without a value
     va_start(arguments, format);
-    formatList(change.end, sizeof change.end, format, arguments);
+    formatTextList(change.end, sizeof change.end, format, arguments);
     va_end(arguments);
     printLine("%s", "");
     printLine("%s", change.end);
@@ -279,7 +275,7 @@ void note(Change& change, const char* format, ...) {
     char text[2048];
     va_list arguments;  // NOLINT(cppcoreguidelines-init-variables): a type without a value
     va_start(arguments, format);
-    formatList(text, sizeof text, format, arguments);
+    formatTextList(text, sizeof text, format, arguments);
     va_end(arguments);
     printLine("%s", text);
     change.log.write("about", "%s", text + strspn(text, " "));

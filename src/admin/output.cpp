@@ -44,8 +44,7 @@ void print(FILE* stream, const char* line) {
 }
 
 void formatLine(char (&line)[LINE_BYTES], const char* format, va_list arguments) {
-    if (vsnprintf(line, sizeof line - 1, format, arguments) < 0) line[0] = '\0';
-    line[sizeof line - 2] = '\0';
+    formatTextList(line, sizeof line - 1, format, arguments);  // and the line end
     maskControls(line);
     appendText(line, "\n");
 }

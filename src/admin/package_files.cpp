@@ -11,22 +11,8 @@ namespace {
 constexpr const wchar_t* FOLDERS[] = {L"bin", L"deploy", L"docs", L"msg"};
 constexpr int MOST_LEVELS = 16;
 
-struct SearchCloser {
-    void operator()(HANDLE search) const { FindClose(search); }
-};
-using OwnedSearch = Owner<HANDLE, SearchCloser>;
-
 bool isDotName(const wchar_t* name) {
     return wcscmp(name, L".") == 0 || wcscmp(name, L"..") == 0;
-}
-
-// Writes "path\name" to out; false when it does not fit.
-bool join(const wchar_t* path, const wchar_t* name, wchar_t (&out)[FILE_PATH_CHARACTERS]) {
-    if (wcslen(path) + wcslen(name) + 2 > FILE_PATH_CHARACTERS) return false;
-    wcscpy(out, path);
-    wcscat(out, L"\\");
-    wcscat(out, name);
-    return true;
 }
 
 DWORD addFiles(const wchar_t* folder, size_t below, int level, List<PackageFile>& files);
@@ -35,7 +21,7 @@ DWORD addEntry(const wchar_t* folder, const WIN32_FIND_DATAW& entry, size_t belo
                List<PackageFile>& files) {
     if (isDotName(entry.cFileName)) return ERROR_SUCCESS;
     PackageFile file = {};
-    if (!join(folder, entry.cFileName, file.path)) return ERROR_FILENAME_EXCED_RANGE;
+    if (!joinPath(folder, entry.cFileName, file.path)) return ERROR_FILENAME_EXCED_RANGE;
     const bool isLink = (entry.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
     if ((entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
         return isLink ? ERROR_SUCCESS : addFiles(file.path, below, level + 1, files);
@@ -47,15 +33,14 @@ DWORD addEntry(const wchar_t* folder, const WIN32_FIND_DATAW& entry, size_t belo
 
 DWORD addFiles(const wchar_t* folder, size_t below, int level, List<PackageFile>& files) {
     wchar_t pattern[FILE_PATH_CHARACTERS];
-    if (level > MOST_LEVELS || !join(folder, L"*", pattern)) return ERROR_FILENAME_EXCED_RANGE;
+    if (level > MOST_LEVELS || !joinPath(folder, L"*", pattern)) return ERROR_FILENAME_EXCED_RANGE;
     WIN32_FIND_DATAW entry = {};
-    const HANDLE opened = FindFirstFileW(pattern, &entry);
+    const OwnedSearch search = ownSearch(FindFirstFileW(pattern, &entry));
     DWORD error = GetLastError();
-    if (opened == INVALID_HANDLE_VALUE) {
+    if (!search) {
         const bool isMissing = error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
         return isMissing ? ERROR_SUCCESS : error;
     }
-    const OwnedSearch search(opened);
     do {
         error = addEntry(folder, entry, below, level, files);
         if (error != ERROR_SUCCESS) return error;
@@ -73,7 +58,7 @@ DWORD listPackageFiles(const char* folder, List<PackageFile>& files) {
     if (length > 0 && top[length - 1] == L'\\') top[--length] = L'\0';
     for (const wchar_t* name : FOLDERS) {
         wchar_t path[FILE_PATH_CHARACTERS];
-        if (!join(top, name, path)) return ERROR_FILENAME_EXCED_RANGE;
+        if (!joinPath(top, name, path)) return ERROR_FILENAME_EXCED_RANGE;
         if (const DWORD error = addFiles(path, length + 1, 1, files)) return error;
     }
     return ERROR_SUCCESS;

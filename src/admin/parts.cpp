@@ -1,7 +1,6 @@
 #include "admin/parts.h"
 
 #include <cstdarg>
-#include <cstdio>
 #include <cstring>
 
 #include "admin/entry_owner.h"
@@ -25,7 +24,7 @@ void set(PartResult& result, PartState state, const char* format, ...) {
     result.state = state;
     va_list arguments;  // NOLINT(cppcoreguidelines-init-variables): a type without a value
     va_start(arguments, format);
-    vsnprintf(result.text, sizeof result.text, format, arguments);
+    formatTextList(result.text, sizeof result.text, format, arguments);
     va_end(arguments);
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "admin/entry_owner.h"
 #include "admin/timestamp.h"
 #include "registration/installed_copies_keys.h"
 #include "registration/uninstall_keys.h"
@@ -57,9 +58,7 @@ LSTATUS createKey(HKEY root, const char* path, OwnedKey& key) {
 }
 
 bool readMark(HKEY kept, char* since, size_t size) {
-    ZELKiRegistry key;
-    key.Attach(kept);
-    return kept && readRegistryText(key, COMPLETE_VALUE, since, size);
+    return kept && readRegistryText(kept, COMPLETE_VALUE, since, size);
 }
 
 // Deletes a key with all below it; it is no failure when there is none.
@@ -71,20 +70,14 @@ DWORD deleteKey(const char* path) {
 // A record without its path was begun, or is what somebody else wrote: the copy counts as lost.
 bool isWritten(KeptKind kind, HKEY key) {
     char text[REGISTRY_TEXT_BYTES];
-    ZELKiRegistry registry;
-    registry.Attach(key);
-    return kind != KeptKind::RECORD || readRegistryText(registry, PATH_VALUE, text, sizeof text);
+    return kind != KeptKind::RECORD || readRegistryText(key, PATH_VALUE, text, sizeof text);
 }
 
 bool isOwnEntry(KeptKind kind, HKEY key, const char* name) {
-    char expected[REGISTRY_TEXT_BYTES];
     char found[REGISTRY_TEXT_BYTES];
-    ZELKiRegistry registry;
-    registry.Attach(key);
-    formatText(expected, sizeof expected, DISPLAY_NAME_FORMAT, name);
     return kind == KeptKind::ENTRY &&
-           readRegistryText(registry, DISPLAY_NAME_VALUE, found, sizeof found) &&
-           compareFolded(found, expected) == 0;
+           readRegistryText(key, DISPLAY_NAME_VALUE, found, sizeof found) &&
+           isPackageDisplayName(found, name);
 }
 
 // Copies the tree back. kept is the key with the mark.

@@ -14,11 +14,6 @@ namespace {
 
 constexpr char USER_SOURCES_PATH[] = "Software\\ODBC\\ODBC.INI\\ODBC Data Sources";
 
-struct LocalCloser {
-    void operator()(PSID sid) const { LocalFree(sid); }
-};
-using OwnedSid = Owner<PSID, LocalCloser>;
-
 // True for the accounts of a computer, a domain or a directory service; the others are those of
 // Windows itself, which only elevated programs can read.
 bool isPerson(const char* sid) {
@@ -26,7 +21,7 @@ bool isPerson(const char* sid) {
 }
 
 void formatAccount(UserSources& user) {
-    OwnedSid sid;
+    OwnedLocalMemory sid;
     char name[256] = "";
     char domain[256] = "";
     DWORD nameSize = sizeof name;

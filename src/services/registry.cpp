@@ -228,6 +228,12 @@ bool readRegistryText(const ZELKiRegistry& registry, const char* name, char* out
     return read;
 }
 
+bool readRegistryText(HKEY key, const char* name, char* out, size_t size) {
+    ZELKiRegistry registry;
+    registry.Attach(key);
+    return readRegistryText(registry, name, out, size);
+}
+
 LSTATUS writeRegistryValue(HKEY key, const char* name, DWORD type, const void* data, DWORD size) {
     constexpr DWORD LONGEST = 4096;
     BYTE copy[LONGEST + 1];

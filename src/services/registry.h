@@ -105,6 +105,7 @@ int32_t substituteCopyName(const char* path, const char* copyName, char* out, si
 // Reads a value of any type as text, up to its first zero or its end. A value that cannot be read,
 // or that is longer than size bytes, is empty, and the result false.
 bool readRegistryText(const ZELKiRegistry& registry, const char* name, char* out, size_t size);
+bool readRegistryText(HKEY key, const char* name, char* out, size_t size);
 
 // Writes exactly size bytes, at most 4096, whatever memory follows them: RegSetValueExA itself
 // stores a zero that it finds behind a text. Returns the Windows code.

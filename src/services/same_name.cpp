@@ -21,5 +21,9 @@ bool isSameName(const char* left, const char* right) {
     if (toWide(left, wideLeft) == 0 || toWide(right, wideRight) == 0) {
         return strcmp(left, right) == 0;
     }
-    return CompareStringOrdinal(wideLeft, -1, wideRight, -1, TRUE) == CSTR_EQUAL;
+    return isSameName(wideLeft, wideRight);
+}
+
+bool isSameName(const wchar_t* left, const wchar_t* right) {
+    return CompareStringOrdinal(left, -1, right, -1, TRUE) == CSTR_EQUAL;
 }

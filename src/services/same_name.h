@@ -5,3 +5,4 @@
 // characters, must be the same byte for byte.
 // Windows documentation: "CompareStringOrdinal".
 bool isSameName(const char* left, const char* right);
+bool isSameName(const wchar_t* left, const wchar_t* right);  // of any characters and length

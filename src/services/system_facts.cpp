@@ -44,8 +44,7 @@ void appendParent(char* out, size_t size) {
     constexpr size_t PARENT = 5;
     ULONG_PTR information[PARENT + 1] = {};  // PROCESS_BASIC_INFORMATION, whose last field it is
     using Query = LONG NTAPI(HANDLE, int, void*, ULONG, ULONG*);
-    const auto query =
-        findFunction<Query>(GetModuleHandleA("ntdll.dll"), "NtQueryInformationProcess");
+    const auto query = findNativeFunction<Query>("NtQueryInformationProcess");
     if (!query || query(GetCurrentProcess(), 0, information, sizeof information, nullptr) != 0 ||
         information[PARENT] == 0) {
         return;
@@ -112,8 +111,7 @@ void describeSystem(char* out, size_t size) {
     using GetVersion = LONG NTAPI(OSVERSIONINFOW*);
     OSVERSIONINFOW version = {};
     version.dwOSVersionInfoSize = sizeof version;
-    const auto getVersion =
-        findFunction<GetVersion>(GetModuleHandleA("ntdll.dll"), "RtlGetVersion");
+    const auto getVersion = findNativeFunction<GetVersion>("RtlGetVersion");
     if (getVersion) getVersion(&version);
     wchar_t wide[LOCALE_NAME_MAX_LENGTH] = L"";
     char language[LOCALE_NAME_MAX_LENGTH] = "";

@@ -10,6 +10,11 @@ SystemPath::SystemPath(const char* name) {
     if (appendText(path, name) != TEXT_OK) path[0] = '\0';
 }
 
+WindowsFolder::WindowsFolder() {
+    const UINT length = GetSystemWindowsDirectoryW(path, PATH_BYTES);
+    path[length < PATH_BYTES ? length : 0] = L'\0';
+}
+
 HMODULE loadSystemLibrary(const char* name) {
     const SystemPath library(name);
     return library.path[0] != '\0' ? LoadLibraryA(library.path) : nullptr;

@@ -12,6 +12,12 @@ struct SystemPath {
     char path[LIBRARY_PATH_BYTES];
 };
 
+// The Windows folder, without a backslash at its end; empty when it is not known or does not fit.
+struct WindowsFolder {
+    WindowsFolder();
+    wchar_t path[PATH_BYTES];
+};
+
 // Loads a library from the Windows system directory, by its full path. Returns null when the
 // directory is not known or the library cannot be loaded; the caller owns the module.
 HMODULE loadSystemLibrary(const char* name);

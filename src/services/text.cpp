@@ -2,7 +2,6 @@
 
 #include <cctype>
 #include <climits>
-#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 
@@ -31,11 +30,16 @@ int32_t appendText(char* out, size_t size, const char* text) {
 }
 
 int32_t formatText(char* out, size_t size, const char* format, ...) {
-    if (!isUsableSize(size)) return TEXT_INVALID;
     va_list arguments;  // NOLINT(cppcoreguidelines-init-variables): a type without a value
     va_start(arguments, format);
-    const int length = vsnprintf(out, size, format, arguments);
+    const int32_t result = formatTextList(out, size, format, arguments);
     va_end(arguments);
+    return result;
+}
+
+int32_t formatTextList(char* out, size_t size, const char* format, va_list arguments) {
+    if (!isUsableSize(size)) return TEXT_INVALID;
+    const int length = vsnprintf(out, size, format, arguments);
     if (length < 0) out[0] = '\0';
     return length >= 0 && static_cast<size_t>(length) < size ? TEXT_OK : TEXT_CUT;
 }

@@ -2,6 +2,7 @@
 // through here; sizes are in bytes and count the terminating zero. Free of platform headers.
 #pragma once
 
+#include <cstdarg>
 #include <cstddef>
 #include <cstdint>
 
@@ -26,6 +27,7 @@ constexpr int32_t TEXT_CUT = static_cast<int32_t>(0x8007007A);      // the text 
 int32_t copyText(char* out, size_t size, const char* text);
 int32_t appendText(char* out, size_t size, const char* text);
 int32_t formatText(char* out, size_t size, const char* format, ...) TEXT_PRINTF(3, 4);
+int32_t formatTextList(char* out, size_t size, const char* format, va_list arguments);
 
 template <size_t N>
 int32_t copyText(char (&out)[N], const char* text) {

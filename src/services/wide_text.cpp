@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include <cwchar>
+
 bool toWide(const char* text, wchar_t* out, size_t characters) {
     const int length = MultiByteToWideChar(CP_ACP, 0, text, -1, out, static_cast<int>(characters));
     if (length == 0) *out = L'\0';
@@ -15,6 +17,15 @@ bool toAnsi(const wchar_t* text, char* out, size_t size) {
         WideCharToMultiByte(CP_ACP, flags, text, -1, out, static_cast<int>(size), nullptr, nullptr);
     if (length == 0) *out = '\0';
     return length > 0;
+}
+
+bool joinPath(const wchar_t* left, const wchar_t* right, wchar_t* out, size_t characters) {
+    const size_t length = wcslen(left);
+    if (length + 1 + wcslen(right) + 1 > characters) return false;
+    wcscpy(out, left);
+    out[length] = L'\\';
+    wcscpy(out + length + 1, right);
+    return true;
 }
 
 OwnedBuffer toUtf8(const char* text) {

@@ -19,5 +19,13 @@ bool toAnsi(const wchar_t* text, char (&out)[N]) {
     return toAnsi(text, out, N);
 }
 
+// Writes left, a backslash and right to out; false, with out unchanged, when that does not fit.
+bool joinPath(const wchar_t* left, const wchar_t* right, wchar_t* out, size_t characters);
+
+template <size_t N>
+bool joinPath(const wchar_t* left, const wchar_t* right, wchar_t (&out)[N]) {
+    return joinPath(left, right, out, N);
+}
+
 // The text of the ANSI code page in UTF-8; empty when there is no memory.
 OwnedBuffer toUtf8(const char* text);

@@ -6,20 +6,11 @@
 #include <cstring>
 #include <cwchar>
 
+#include "services/system_library.h"
 #include "services/text.h"
 #include "services/wide_text.h"
 
 namespace {
-
-struct LocalCloser {
-    void operator()(void* memory) const { LocalFree(memory); }
-};
-using OwnedLocal = Owner<void*, LocalCloser>;
-
-struct FindCloser {
-    void operator()(HANDLE search) const { FindClose(search); }
-};
-using OwnedSearch = Owner<HANDLE, FindCloser>;
 
 // Owner and group are the Administrators. The list is protected from what the folder above hands
 // down, and gives all rights to the system and the Administrators, also for what is made in it.
@@ -27,21 +18,6 @@ constexpr wchar_t SECURITY[] = L"O:BAG:BAD:PAI(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)";
 
 constexpr DWORD HELD = GENERIC_READ;  // an open without FILE_READ_DATA would not hold the folder
 constexpr DWORD OPEN_FLAGS = FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT;
-
-// Writes left, a backslash and right.
-bool joinPath(const wchar_t* left, const wchar_t* right, wchar_t* out, size_t characters) {
-    const size_t length = wcslen(left);
-    if (length + 1 + wcslen(right) + 1 > characters) return false;
-    wcscpy(out, left);
-    out[length] = L'\\';
-    wcscpy(out + length + 1, right);
-    return true;
-}
-
-template <size_t N>
-bool joinPath(const wchar_t* left, const wchar_t* right, wchar_t (&out)[N]) {
-    return joinPath(left, right, out, N);
-}
 
 OwnedHandle openFolder(const wchar_t* path) {
     return ownFile(CreateFileW(path, HELD, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
@@ -88,10 +64,10 @@ void deleteTree(const wchar_t* folder) {
     wchar_t pattern[PATH_BYTES];
     WIN32_FIND_DATAW found = {};
     if (!joinPath(folder, L"*", pattern)) return;
-    HANDLE first = FindFirstFileW(pattern, &found);
     {
-        const OwnedSearch search(first == INVALID_HANDLE_VALUE ? nullptr : first);
-        for (bool more = static_cast<bool>(search); more; more = FindNextFileW(first, &found)) {
+        const OwnedSearch search = ownSearch(FindFirstFileW(pattern, &found));
+        for (bool more = static_cast<bool>(search); more;
+             more = FindNextFileW(search.get(), &found)) {
             wchar_t path[PATH_BYTES];
             if (wcscmp(found.cFileName, L".") == 0 || wcscmp(found.cFileName, L"..") == 0 ||
                 !joinPath(folder, found.cFileName, path)) {
@@ -138,10 +114,9 @@ FolderFault ProtectedFolder::inspect() {
         (information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
         return FolderFault::NOT_FOLDER;
     }
-    wchar_t windows[PATH_BYTES];
-    const UINT length = GetSystemWindowsDirectoryW(windows, PATH_BYTES);
-    if (length == 0 || length >= PATH_BYTES) return FolderFault::NOT_MADE;
-    const OwnedHandle windowsFolder = openFolder(windows);
+    const WindowsFolder windows;
+    if (windows.path[0] == L'\0') return FolderFault::NOT_MADE;
+    const OwnedHandle windowsFolder = openFolder(windows.path);
     const OwnedBuffer windowsSecurity = readSecurity(windowsFolder.get());
     const OwnedBuffer security = readSecurity(folder_.get());
     if (!security) {
@@ -151,7 +126,7 @@ FolderFault ProtectedFolder::inspect() {
     PSID sid = nullptr;
     const FolderFault fault = judgeSecurity(
         security.get(), windowsSecurity ? findOwner(windowsSecurity.get()) : nullptr, &sid);
-    OwnedLocal sidText;
+    OwnedLocalMemory sidText;
     if (sid && ConvertSidToStringSidA(sid, reinterpret_cast<char**>(sidText.put()))) {
         copyText(other_, static_cast<const char*>(sidText.get()));
     }
@@ -160,7 +135,7 @@ FolderFault ProtectedFolder::inspect() {
 
 FolderFault ProtectedFolder::make(bool mustBeNew) {
     toAnsi(path_, text_);
-    OwnedLocal security;
+    OwnedLocalMemory security;
     SECURITY_ATTRIBUTES attributes = {sizeof attributes, nullptr, FALSE};
     bool made = false;
     if (ConvertStringSecurityDescriptorToSecurityDescriptorW(SECURITY, SDDL_REVISION_1,
@@ -181,9 +156,8 @@ FolderFault ProtectedFolder::make(bool mustBeNew) {
 }
 
 FolderFault ProtectedFolder::open(const wchar_t* belowWindows) {
-    wchar_t windows[PATH_BYTES];
-    const UINT length = GetSystemWindowsDirectoryW(windows, PATH_BYTES);
-    if (length == 0 || length >= PATH_BYTES || !joinPath(windows, belowWindows, path_)) {
+    const WindowsFolder windows;
+    if (windows.path[0] == L'\0' || !joinPath(windows.path, belowWindows, path_)) {
         error_ = ERROR_PATH_NOT_FOUND;
         return FolderFault::NOT_MADE;
     }
@@ -222,9 +196,8 @@ void removeFoldersBelow(const ProtectedFolder& parent, const wchar_t* prefix) {
     if (wcslen(prefix) + 2 > PATH_BYTES) return;
     wcscat(wcscpy(name, prefix), L"*");
     if (!joinPath(parent.path(), name, pattern)) return;
-    HANDLE first = FindFirstFileW(pattern, &found);
-    const OwnedSearch search(first == INVALID_HANDLE_VALUE ? nullptr : first);
-    for (bool more = static_cast<bool>(search); more; more = FindNextFileW(first, &found)) {
+    const OwnedSearch search = ownSearch(FindFirstFileW(pattern, &found));
+    for (bool more = static_cast<bool>(search); more; more = FindNextFileW(search.get(), &found)) {
         constexpr DWORD KIND = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
         wchar_t path[PATH_BYTES];
         if ((found.dwFileAttributes & KIND) == FILE_ATTRIBUTE_DIRECTORY &&

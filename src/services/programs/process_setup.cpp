@@ -74,13 +74,12 @@ void setFromRegistry(const wchar_t* path, Variables variables) {
 }
 
 void setSystemVariables() {
-    wchar_t directory[PATH_BYTES];
-    const UINT length = GetSystemWindowsDirectoryW(directory, PATH_BYTES);
-    if (length > 0 && length < PATH_BYTES) {
-        SetEnvironmentVariableW(L"SystemRoot", directory);
-        SetEnvironmentVariableW(L"windir", directory);
-        directory[2] = L'\0';
-        SetEnvironmentVariableW(L"SystemDrive", directory);
+    WindowsFolder windows;
+    if (windows.path[0] != L'\0') {
+        SetEnvironmentVariableW(L"SystemRoot", windows.path);
+        SetEnvironmentVariableW(L"windir", windows.path);
+        windows.path[2] = L'\0';
+        SetEnvironmentVariableW(L"SystemDrive", windows.path);
     }
     const SystemPath processor("cmd.exe");
     if (processor.path[0] != '\0') SetEnvironmentVariableA("ComSpec", processor.path);
