@@ -29,10 +29,6 @@ namespace {
 
 constexpr wchar_t RUN_FOLDER_PREFIX[] = L"run-";
 
-void formatProgram(const Change& change, const char* file, char (&out)[LIBRARY_PATH_BYTES]) {
-    formatText(out, sizeof out, "%sbin\\%s", change.copy.dir, file);
-}
-
 // Makes the folder of the logs. The one above it is made plainly where it is missing: a Windows
 // has it, and only administrators can write to it.
 DWORD openLogFolder(ProtectedFolder& folder, char* reason, size_t size) {
@@ -63,7 +59,7 @@ void logFacts(Change& change) {
     char program[LIBRARY_PATH_BYTES];
     char version[VERSION_BYTES];
     WORD machine = 0;
-    formatProgram(change, PROGRAM_FILE, program);
+    formatCopyFile(change.copy, BIN_FOLDER, PROGRAM_FILE, program);
     readImageVersion(program, version);
     readImageMachine(program, machine);
     change.log.write("about", "%s, view %s, %s %s %s", change.copy.dir, change.copy.view->name,
@@ -220,7 +216,7 @@ void registerProvider(Change& change) {
     char library[LIBRARY_PATH_BYTES];
     char arguments[LIBRARY_PATH_BYTES + 8];
     WORD machine = 0;
-    formatProgram(change, PROVIDER_FILE, library);
+    formatCopyFile(change.copy, BIN_FOLDER, PROVIDER_FILE, library);
     if (readImageMachine(library, machine) != 0 || machine != ownView().machine) return;
     const SystemPath regsvr32("regsvr32.exe");
     formatText(arguments, sizeof arguments, " /s \"%s\"", library);
@@ -296,7 +292,7 @@ void findCopy(Change& change) {
 
 int checkCopy(Change& change, bool replacing) {
     char program[LIBRARY_PATH_BYTES];
-    formatProgram(change, PROGRAM_FILE, program);
+    formatCopyFile(change.copy, BIN_FOLDER, PROGRAM_FILE, program);
     if (!fileExists(program)) {
         return refuse(change, ERROR_FILE_NOT_FOUND, "File not found: %s", program);
     }
@@ -336,7 +332,7 @@ int keepDataSources(Change& change) {
 bool runProgram(Change& change, const char* action, const char* options, int* code) {
     char path[LIBRARY_PATH_BYTES];
     char arguments[PATH_BYTES + PROGRAM_OPTIONS_BYTES + 128];
-    formatProgram(change, PROGRAM_FILE, path);
+    formatCopyFile(change.copy, BIN_FOLDER, PROGRAM_FILE, path);
     // A log of its own: the default one is in the Documents folder, which a service has not.
     formatText(arguments, sizeof arguments, " %s %s -l \"%s\\zelkpmreg.log\"%s", action,
                change.copy.name, change.temporary.text(), options);

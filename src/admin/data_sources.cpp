@@ -9,16 +9,15 @@
 #include "run/version.h"
 #include "services/files/protected_folder.h"
 #include "services/registry_export.h"
+#include "services/same_name.h"
 #include "services/text.h"
 #include "services/wide_text.h"
 
 namespace {
 
-constexpr wchar_t SOURCES_PATH[] = L"SOFTWARE\\ODBC\\ODBC.INI";
-constexpr wchar_t LIST_NAME[] = L"ODBC Data Sources";
-
-bool isSame(const wchar_t* left, const wchar_t* right) {
-    return CompareStringOrdinal(left, -1, right, -1, TRUE) == CSTR_EQUAL;
+// Data sources may not have these names, but their keys are there, and hold what others need.
+bool isReserved(const wchar_t* name) {
+    return *name == L'\0' || isSameName(name, SOURCE_LIST) || isSameName(name, L"ODBC File DSN");
 }
 
 OwnedKey openSources(REGSAM access) {
@@ -49,25 +48,13 @@ LSTATUS forEachSource(const char* driver, Receiver receive) {
 
 // Deletes the entry of the list and the key. The key alone would be a data source for nobody.
 bool removeSource(const wchar_t* name) {
-    if (isReservedSource(name) || wcschr(name, L'\\')) return false;
+    if (!isSourceName(name)) return false;
     if (RegDeleteValueW(openList(KEY_SET_VALUE).get(), name) != ERROR_SUCCESS) return false;
     const LSTATUS status = RegDeleteTreeW(openSources(KEY_ALL_ACCESS).get(), name);
     return status == ERROR_SUCCESS || status == ERROR_FILE_NOT_FOUND;
 }
 
-}  // namespace
-
-// Data sources may not have these names, but their keys are there, and hold what others need.
-bool isReservedSource(const wchar_t* name) {
-    return *name == L'\0' || isSame(name, LIST_NAME) || isSame(name, L"ODBC File DSN");
-}
-
-const char* describeExportError(DWORD error) {
-    return error == ERROR_INVALID_DATA ? "a name holds a line break, which a .reg file cannot hold"
-                                       : "the file cannot be written";
-}
-
-DWORD writeDataSources(const char* driver, HANDLE file) {
+DWORD writeFile(const char* driver, HANDLE file) {
     RegistryExport out(file);
     char line[512];
     formatText(line, sizeof line, "zelkpmutil %s, view: %s", ZELK_VERSION, ownView().name);
@@ -75,15 +62,14 @@ DWORD writeDataSources(const char* driver, HANDLE file) {
     formatText(line, sizeof line, "driver: %s", driver);
     out.comment(line);
     wchar_t path[PATH_BYTES];
-    swprintf(path, PATH_BYTES, L"%ls\\%ls", SOURCES_PATH, LIST_NAME);
+    swprintf(path, PATH_BYTES, L"%ls\\%ls", SOURCES_PATH, SOURCE_LIST);
     out.key(path);
     LSTATUS status = forEachSource(driver, [&](const ValueWalk& walk) { out.value(walk); });
     if (status != ERROR_SUCCESS) return static_cast<DWORD>(status);
     const OwnedKey sources = openSources(KEY_READ);
     status = forEachSource(driver, [&](const ValueWalk& walk) {
         OwnedKey source;
-        if (isReservedSource(walk.name()) || openSubkey(sources.get(), walk.name(), source) != 0)
-            return;
+        if (isReserved(walk.name()) || openSubkey(sources.get(), walk.name(), source) != 0) return;
         const size_t size = wcslen(SOURCES_PATH) + walk.nameLength() + 2;
         const OwnedWideBuffer below(static_cast<wchar_t*>(malloc(size * sizeof(wchar_t))));
         if (!below) return out.comment("");
@@ -92,6 +78,25 @@ DWORD writeDataSources(const char* driver, HANDLE file) {
     });
     const DWORD written = out.finish();
     return status != ERROR_SUCCESS ? static_cast<DWORD>(status) : written;
+}
+
+}  // namespace
+
+bool isSourceName(const wchar_t* name) {
+    return !isReserved(name) && !wcschr(name, L'\\');
+}
+
+const char* describeExportError(DWORD error) {
+    return error == ERROR_INVALID_DATA ? "a name holds a line break, which a .reg file cannot hold"
+                                       : "the file cannot be written";
+}
+
+DWORD writeDataSources(const char* driver, OwnedHandle file, const char* path) {
+    if (!file) return GetLastError();
+    const DWORD error = writeFile(driver, file.get());
+    file.reset();
+    if (error != ERROR_SUCCESS) DeleteFileA(path);
+    return error;
 }
 
 unsigned countDataSources(const char* driver) {
@@ -107,13 +112,8 @@ DWORD exportDataSources(const char* driver, const char* name, char (&path)[PATH_
     if (const DWORD error = openProtected(above, L"Orvane", reason)) return error;
     const FolderFault fault = folder.openBelow(above, L"DataSources");
     if (const DWORD error = describeFault(folder, fault, reason)) return error;
-    OwnedHandle file = createNamedFile(folder, name, ".reg", path);
-    DWORD error = file ? writeDataSources(driver, file.get()) : GetLastError();
+    const DWORD error = writeDataSources(driver, createNamedFile(folder, name, ".reg", path), path);
     if (error == ERROR_SUCCESS) return error;
-    if (file) {
-        file.reset();
-        DeleteFileA(path);
-    }
     formatText(reason, sizeof reason, "%s (error %lu): %s", describeExportError(error), error,
                path);
     return error;

@@ -4,6 +4,7 @@
 
 #include <windows.h>
 
+#include "services/owners.h"
 #include "services/path.h"
 
 unsigned countDataSources(const char* driver);
@@ -14,10 +15,11 @@ unsigned countDataSources(const char* driver);
 DWORD exportDataSources(const char* driver, const char* name, char (&path)[PATH_BYTES],
                         char (&reason)[PATH_BYTES + 128]);
 
-// Writes the same to an empty file, which stays the caller's. Returns 0 or a Windows code.
-DWORD writeDataSources(const char* driver, HANDLE file);
+// Writes the same to the new file at path, as creating it returned it; a file that could not be
+// written is deleted. Returns 0 or a Windows code, also that of a file that could not be created.
+DWORD writeDataSources(const char* driver, OwnedHandle file, const char* path);
 
-// Why writeDataSources or creating its file failed, in words.
+// Why writeDataSources failed, in words.
 const char* describeExportError(DWORD error);
 
 // Gets the name of each data source, and whether it was removed.
@@ -27,5 +29,10 @@ using SourceReceiver = void (*)(void* context, const char* source, bool removed)
 // of a key that ODBC itself has there, stays, and so does one that cannot be removed.
 void removeDataSources(const char* driver, SourceReceiver receive, void* context);
 
-// True for a name under which ODBC itself has a key there.
-bool isReservedSource(const wchar_t* name);
+// False for a name that a data source cannot have: one with a backslash, or of a key that ODBC
+// itself has there.
+bool isSourceName(const wchar_t* name);
+
+// Where the data sources are, and their list, as DATA_SOURCES_KEY names it.
+constexpr wchar_t SOURCES_PATH[] = L"SOFTWARE\\ODBC\\ODBC.INI";
+constexpr wchar_t SOURCE_LIST[] = L"ODBC Data Sources";

@@ -5,6 +5,7 @@
 #include "admin/package_files.h"
 #include "admin/registered_copy.h"
 #include "admin/report.h"
+#include "admin/timestamp.h"
 #include "services/administrator.h"
 #include "services/files/same_file.h"
 #include "services/owners.h"
@@ -113,11 +114,10 @@ int exitCode(const Inspection& inspection) {
     return 0;
 }
 
-void formatTime(const FILETIME& time, char (&out)[32]) {
+Timestamp timeOf(const FILETIME& time) {
     SYSTEMTIME fields = {};
     FileTimeToSystemTime(&time, &fields);
-    formatText(out, sizeof out, "%04u-%02u-%02uT%02u:%02u:%02uZ", fields.wYear, fields.wMonth,
-               fields.wDay, fields.wHour, fields.wMinute, fields.wSecond);
+    return Timestamp(fields);
 }
 
 void printUser(const FileUser& user) {
@@ -126,10 +126,8 @@ void printUser(const FileUser& user) {
         printLine("  %5lu  %-13s service %s", user.process, program, user.service);
         return;
     }
-    char since[32];
-    formatTime(user.since, since);
-    printLine("  %5lu  %-13s session %lu, since %s  %s", user.process, program, user.session, since,
-              user.application);
+    printLine("  %5lu  %-13s session %lu, since %s  %s", user.process, program, user.session,
+              timeOf(user.since).seconds, user.application);
 }
 
 void printFile(const Inspection& inspection, size_t index) {
@@ -192,15 +190,13 @@ void printText(const Inspection& inspection, int code) {
 
 void writeUser(JsonWriter& json, const FileUser& user) {
     const auto textOrNull = [](const char* text) { return *text != '\0' ? text : nullptr; };
-    char since[32];
-    formatTime(user.since, since);
     json.beginObject();
     json.number("process", static_cast<long>(user.process));
     json.text("program", textOrNull(user.program));
     json.text("application", textOrNull(user.application));
     json.text("service", textOrNull(user.service));
     json.number("session", static_cast<long>(user.session));
-    json.text("since", since);
+    json.text("since", timeOf(user.since).seconds);
     json.endObject();
 }
 

@@ -60,7 +60,7 @@ void readRow(const PartContext& context, Listing& listing) {
     row.hasFolder = isFolder(copy.dir);
     if (row.hasFolder) {
         char program[LIBRARY_PATH_BYTES];
-        formatText(program, sizeof program, "%sbin\\%s", copy.dir, PROGRAM_FILE);
+        formatCopyFile(copy, BIN_FOLDER, PROGRAM_FILE, program);
         readImageVersion(program, row.version);
         row.notRight = findNotRight(context);
     }

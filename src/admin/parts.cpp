@@ -17,8 +17,6 @@
 
 namespace {
 
-constexpr char BIN_FOLDER[] = "bin";
-
 void set(PartResult& result, PartState state, const char* format, ...) TEXT_PRINTF(3, 4);
 void set(PartResult& result, PartState state, const char* format, ...) {
     result.state = state;
@@ -26,11 +24,6 @@ void set(PartResult& result, PartState state, const char* format, ...) {
     va_start(arguments, format);
     formatTextList(result.text, sizeof result.text, format, arguments);
     va_end(arguments);
-}
-
-void formatFile(const PartContext& context, const char* folder, const char* file,
-                char (&out)[LIBRARY_PATH_BYTES]) {
-    formatText(out, sizeof out, "%s%s\\%s", context.copy->dir, folder, file);
 }
 
 void formatRecordKey(const PartContext& context, const char* subkey,
@@ -182,7 +175,7 @@ void checkLibrary(const PartContext& context, const char* value, const char* fil
     char key[REGISTRY_TEXT_BYTES];
     char path[LIBRARY_PATH_BYTES];
     formatDriverKey(context, key);
-    formatFile(context, ODBC_BIN_FOLDER, file, path);
+    formatCopyFile(*context.copy, ODBC_BIN_FOLDER, file, path);
     if (checkText(context, key, value, path, result) && checkImage(context, path, result)) {
         set(result, PartState::OK, "there, %s: %s", result.found, path);
     }
@@ -215,7 +208,7 @@ void checkRetryWait(const PartContext& context, PartResult& result) {
 
 void checkXa(const PartContext& context, PartResult& result) {
     char path[LIBRARY_PATH_BYTES];
-    formatFile(context, ODBC_BIN_FOLDER, XA_FILE, path);
+    formatCopyFile(*context.copy, ODBC_BIN_FOLDER, XA_FILE, path);
     const bool listed = checkText(context, XA_LIBRARIES_KEY, path, path, result);
     if (context.copy->view != allViews().data()) {
         set(result, PartState::INFO,
@@ -229,7 +222,7 @@ void checkXa(const PartContext& context, PartResult& result) {
 bool isXaLeft(const PartContext& context, char* text, size_t size) {
     char path[LIBRARY_PATH_BYTES];
     char data[REGISTRY_TEXT_BYTES];
-    formatFile(context, ODBC_BIN_FOLDER, XA_FILE, path);
+    formatCopyFile(*context.copy, ODBC_BIN_FOLDER, XA_FILE, path);
     copyText(text, size, path);
     return readText(*context.copy->view, XA_LIBRARIES_KEY, path, data);
 }
@@ -241,7 +234,7 @@ void checkUninstallEntry(const PartContext& context, PartResult& result) {
     copyText(result.expected, entry.expectedCommand);
     formatText(result.where, sizeof result.where, "HKLM\\%s%s", UNINSTALL_KEY, context.copy->name);
     char program[LIBRARY_PATH_BYTES];
-    formatFile(context, BIN_FOLDER, PROGRAM_FILE, program);
+    formatCopyFile(*context.copy, BIN_FOLDER, PROGRAM_FILE, program);
     PartResult image;
     if (entry.owner == EntryOwner::NONE) {
         set(result, PartState::MISSING, "not there: %s", result.where);
@@ -272,7 +265,7 @@ void checkUninstallVersion(const PartContext& context, PartResult& result) {
     readEntry(*context.copy, entry);
     char program[LIBRARY_PATH_BYTES];
     char version[VERSION_BYTES];
-    formatFile(context, BIN_FOLDER, PROGRAM_FILE, program);
+    formatCopyFile(*context.copy, BIN_FOLDER, PROGRAM_FILE, program);
     readImageVersion(program, version);
     copyText(result.expected, version);
     if (entry.owner != EntryOwner::THIS_COPY) {
@@ -294,7 +287,7 @@ void checkUninstallVersion(const PartContext& context, PartResult& result) {
 const RegisteredCopy* findProviderCopy(const PartContext& context, const char* path) {
     for (const RegisteredCopy& other : *context.copies) {
         char library[LIBRARY_PATH_BYTES];
-        formatText(library, sizeof library, "%s%s\\%s", other.dir, BIN_FOLDER, PROVIDER_FILE);
+        formatCopyFile(other, BIN_FOLDER, PROVIDER_FILE, library);
         if (other.view == context.copy->view && !isSameName(other.name, context.copy->name) &&
             isSameFile(library, path)) {
             return &other;
@@ -331,7 +324,7 @@ void checkServers(const PartContext& context, const List<ProviderServer>& server
 
 void checkOleDb(const PartContext& context, PartResult& result) {
     char library[LIBRARY_PATH_BYTES];
-    formatFile(context, BIN_FOLDER, PROVIDER_FILE, library);
+    formatCopyFile(*context.copy, BIN_FOLDER, PROVIDER_FILE, library);
     if (!checkImage(context, library, result)) return;
     copyText(result.found, "");
     copyText(result.expected, library);
@@ -359,7 +352,7 @@ void checkOleDb(const PartContext& context, PartResult& result) {
 
 bool isOleDbLeft(const PartContext& context, char* text, size_t size) {
     char library[LIBRARY_PATH_BYTES];
-    formatFile(context, BIN_FOLDER, PROVIDER_FILE, library);
+    formatCopyFile(*context.copy, BIN_FOLDER, PROVIDER_FILE, library);
     copyText(text, size, library);
     ProviderSearch search;
     searchProviderServers(*context.copy->view, search);
@@ -374,7 +367,7 @@ bool isOleDbLeft(const PartContext& context, char* text, size_t size) {
 void checkDefaultCopy(const PartContext& context, PartResult& result) {
     const RegisteredCopy& copy = *context.copy;
     char tool[LIBRARY_PATH_BYTES];
-    formatFile(context, BIN_FOLDER, SWITCH_TOOL_FILE, tool);
+    formatCopyFile(*context.copy, BIN_FOLDER, SWITCH_TOOL_FILE, tool);
     readText(*copy.view, INSTALLED_COPIES_KEY, DEFAULT_COPY_VALUE, result.found);
     const char* shown = result.found[0] != '\0' ? result.found : "(none)";
     if (context.wantDefault) copyText(result.expected, copy.name);

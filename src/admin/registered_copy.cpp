@@ -51,6 +51,11 @@ void listAllCopies(CopyList& copies) {
     for (const View& view : allViews()) listCopies(view, copies);
 }
 
+void formatCopyFile(const RegisteredCopy& copy, const char* folder, const char* file,
+                    char (&out)[LIBRARY_PATH_BYTES]) {
+    formatText(out, sizeof out, "%s%s\\%s", copy.dir, folder, file);
+}
+
 bool isSameFolder(const char* left, const char* right) {
     return *left != '\0' && *right != '\0' && isSameFile(left, right);
 }

@@ -21,6 +21,10 @@ using CopyList = List<RegisteredCopy>;
 void listCopies(const View& view, CopyList& copies);
 void listAllCopies(CopyList& copies);
 
+// Writes the path of a file in a folder of the copy, BIN_FOLDER for example.
+void formatCopyFile(const RegisteredCopy& copy, const char* folder, const char* file,
+                    char (&out)[LIBRARY_PATH_BYTES]);
+
 // True when both paths lead to the same folder, however they are written (services/files).
 bool isSameFolder(const char* left, const char* right);
 

@@ -1,21 +1,13 @@
 #include "admin/report.h"
 
 #include "admin/output.h"
+#include "admin/timestamp.h"
 #include "run/version.h"
 #include "services/administrator.h"
 
 namespace {
 
 constexpr long SCHEMA = 1;  // grows when the meaning of a member changes
-
-void writeTime(JsonWriter& json) {
-    SYSTEMTIME now = {};
-    GetSystemTime(&now);
-    char text[32];
-    formatText(text, sizeof text, "%04u-%02u-%02uT%02u:%02u:%02uZ", now.wYear, now.wMonth, now.wDay,
-               now.wHour, now.wMinute, now.wSecond);
-    json.text("time", text);
-}
 
 void writeComputer(JsonWriter& json) {
     char name[MAX_COMPUTERNAME_LENGTH + 1] = "";
@@ -31,7 +23,7 @@ void beginReport(JsonWriter& json, const Command& command, int exitCode, const c
     json.text("tool", "zelkpmutil");
     json.text("version", ZELK_VERSION);
     json.text("command", *command.word != '\0' ? command.word : nullptr);
-    writeTime(json);
+    json.text("time", Timestamp().seconds);
     writeComputer(json);
     json.boolean("elevated", isElevated());
     json.number("exitCode", exitCode);

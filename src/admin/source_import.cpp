@@ -16,17 +16,12 @@
 
 namespace {
 
-constexpr wchar_t SOURCES_PATH[] = L"SOFTWARE\\ODBC\\ODBC.INI";
 constexpr wchar_t ROOT_NAME[] = L"HKEY_LOCAL_MACHINE";
-constexpr wchar_t LIST_NAME[] = L"ODBC Data Sources";
 constexpr size_t NAME_CHARACTERS = 256;  // the longest name of a key, with its zero
 constexpr DWORD MOST_BYTES = 16 << 20;
 
 bool isSame(const wchar_t* left, size_t length, const wchar_t* right) {
     return CompareStringOrdinal(left, static_cast<int>(length), right, -1, TRUE) == CSTR_EQUAL;
-}
-bool isSame(const wchar_t* left, const wchar_t* right) {
-    return isSame(left, wcslen(left), right);
 }
 
 // What is behind "prefix\" in a path; null when it begins in another way.
@@ -58,7 +53,7 @@ class Importer {
         formatText(prefix, sizeof prefix, "%s - ", DRIVER_NAME_PREFIX);
         toWide(prefix, prefix_);
         openKey(SOURCES_PATH, sources_);
-        openKey(LIST_NAME, list_, sources_.get());
+        openKey(SOURCE_LIST, list_, sources_.get());
     }
 
     void run(ImportReceiver receive, void* context) {
@@ -85,7 +80,7 @@ class Importer {
             if (item == RegistryFile::Item::END || item == RegistryFile::Item::INVALID) return;
             if (item == RegistryFile::Item::KEY) {
                 const wchar_t* below = belowSources(file.key());
-                inList = below && isSame(below, LIST_NAME);
+                inList = below && isSameName(below, SOURCE_LIST);
             } else if (item == RegistryFile::Item::VALUE && inList && isOurs(file)) {
                 addSource(file.name());
             }
@@ -105,7 +100,7 @@ class Importer {
         const bool fits = wcslen(name) < NAME_CHARACTERS;
         wcsncpy(source.name, name, NAME_CHARACTERS - 1);
         source.outcome = SourceOutcome::BAD_NAME;
-        if (fits && !isReservedSource(name) && !wcschr(name, L'\\')) decide(source);
+        if (fits && isSourceName(name)) decide(source);
         found_.add(source);
     }
 
@@ -118,7 +113,7 @@ class Importer {
         const bool isListed = status != ERROR_FILE_NOT_FOUND;
         source.outcome = SourceOutcome::IMPORTED;
         if (isListed &&
-            (status != ERROR_SUCCESS || type != REG_SZ || !isSame(source.detail, driver_))) {
+            (status != ERROR_SUCCESS || type != REG_SZ || !isSameName(source.detail, driver_))) {
             source.outcome = SourceOutcome::OTHER_DRIVER;
         } else if (!isListed && hasOtherLibrary(source.name)) {
             source.outcome = SourceOutcome::KEY_IN_USE;

@@ -107,18 +107,16 @@ int exportSourcesCommand(const Command& command) {
     listAllCopies(copies);
     findThisCopy(copies, folder, "", copy, other);
     formatDescription(copy.dir, driver);
-    OwnedHandle file = ownFile(CreateFileA(command.path, GENERIC_WRITE, FILE_SHARE_READ, nullptr,
-                                           CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
-    DWORD error = file ? writeDataSources(driver, file.get()) : GetLastError();
+    const DWORD error =
+        writeDataSources(driver,
+                         ownFile(CreateFileA(command.path, GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+                                             CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr)),
+                         command.path);
     if (error == ERROR_SUCCESS) {
         const unsigned count = countDataSources(driver);
         printLine("%u system data source%s exported: %s", count, count == 1 ? " was" : "s were",
                   command.path);
         return 0;
-    }
-    if (file) {
-        file.reset();
-        DeleteFileA(command.path);
     }
     char text[PATH_BYTES + 128];
     formatText(text, sizeof text, "Not exported: %s (error %lu): %s",

@@ -1,4 +1,4 @@
-// The time, in UTC, in the three forms in which it is written.
+// A time in UTC, that of now if there is none, in the three forms in which it is written.
 #pragma once
 
 #include <windows.h>
@@ -6,9 +6,8 @@
 #include "services/text.h"
 
 struct Timestamp {
-    Timestamp() {
-        SYSTEMTIME t = {};
-        GetSystemTime(&t);
+    Timestamp() : Timestamp(now()) {}
+    explicit Timestamp(const SYSTEMTIME& t) {
         formatText(seconds, sizeof seconds, "%04u-%02u-%02uT%02u:%02u:%02uZ", t.wYear, t.wMonth,
                    t.wDay, t.wHour, t.wMinute, t.wSecond);
         formatText(milliseconds, sizeof milliseconds, "%04u-%02u-%02uT%02u:%02u:%02u.%03uZ",
@@ -19,4 +18,11 @@ struct Timestamp {
     char seconds[32];       // 2026-11-22T01:22:05Z
     char milliseconds[32];  // 2026-11-22T01:22:05.114Z
     char inFileName[32];    // 20261122T012205Z
+
+  private:
+    static SYSTEMTIME now() {
+        SYSTEMTIME t = {};
+        GetSystemTime(&t);
+        return t;
+    }
 };

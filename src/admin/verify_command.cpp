@@ -153,7 +153,7 @@ int verifyCommand(const Command& command) {
         return refuse(command, ERROR_INVALID_PARAMETER, text);
     }
     char program[LIBRARY_PATH_BYTES];
-    formatText(program, sizeof program, "%sbin\\%s", result.copy.dir, PROGRAM_FILE);
+    formatCopyFile(result.copy, BIN_FOLDER, PROGRAM_FILE, program);
     readImageVersion(program, result.version);
     if (result.copy.name[0] != '\0') {
         checkParts(command, result);

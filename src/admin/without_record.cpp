@@ -71,7 +71,7 @@ void findXaLibraries(const Search& search) {
         if (!file || !isSameName(file + 1, XA_FILE)) return;
         if (!search.hasCopy([name](const RegisteredCopy& copy) {
                 char library[LIBRARY_PATH_BYTES];
-                formatText(library, sizeof library, "%s%s\\%s", copy.dir, ODBC_BIN_FOLDER, XA_FILE);
+                formatCopyFile(copy, ODBC_BIN_FOLDER, XA_FILE, library);
                 return isSameName(library, name);
             })) {
             search.add(LostKind::XA_LIBRARY, name, "");
